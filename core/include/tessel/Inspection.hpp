@@ -1,0 +1,59 @@
+#pragma once
+/// Image inspection: what Tessel learns of an image file before it takes part in a sheet,
+/// and small JPEG thumbnails for image lists.
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tessel {
+
+/// What inspection learnt about one image file.
+struct SheetImageInfo {
+    std::int64_t width = 0;       ///< displayed pixels (orientation applied), at least 1
+    std::int64_t height = 0;      ///< displayed pixels (orientation applied), at least 1
+    std::int64_t frameCount = 1;  ///< always 1: other counts are refused
+    std::int64_t bytes = 0;       ///< file size, 0 when it cannot be read
+    /// EXIF DateTimeOriginal read as wall-clock time in the machine's time zone.
+    std::optional<std::chrono::system_clock::time_point> dateTaken;
+    /// TIFF Model exactly as stored, blanks included.
+    std::optional<std::string> cameraModel;
+
+    friend bool operator==(const SheetImageInfo&, const SheetImageInfo&) = default;
+};
+
+/// An image file paired with what inspection learnt of it; a list of these in sheet order is
+/// what rendering consumes.
+struct SheetInput {
+    std::filesystem::path url;
+    SheetImageInfo info;
+
+    friend bool operator==(const SheetInput&, const SheetInput&) = default;
+};
+
+namespace TesselRenderer {
+
+/// The lower-case extensions accepted as images when collecting files from folders.
+inline constexpr std::string_view supportedExtensions[] = {"heic", "heif", "jpg",  "jpeg",
+                                                           "png",  "tif",  "tiff", "webp"};
+
+/// Reads the headers of `file` (never its pixels). Throws `TesselError::cannotRead` naming
+/// the file when it cannot be opened or its size is below 1 × 1, and
+/// `TesselError::multiFrame` when it holds any number of frames other than one.
+SheetImageInfo inspect(const std::filesystem::path& file);
+
+/// Upright JPEG bytes (quality 0.78) no larger than `maxPixelSize` (raised to 1) on the
+/// longest side; nothing when the file cannot be opened or decoded. Never throws.
+std::optional<std::vector<std::uint8_t>> thumbnailData(const std::filesystem::path& file,
+                                                       std::int64_t maxPixelSize);
+
+/// Parses EXIF date text "yyyy:MM:dd HH:mm:ss" as wall-clock time in the current time zone.
+std::optional<std::chrono::system_clock::time_point> parseExifDate(std::string_view text);
+
+}  // namespace TesselRenderer
+}  // namespace tessel

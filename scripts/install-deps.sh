@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package Tessel needs to build, test, benchmark and run.
+# Idempotent: when everything is present it only checks and returns.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build pkg-config git ca-certificates
+  clang clang-format clang-tidy libclang-rt-14-dev llvm
+  # core libraries
+  libvips-dev libheif-dev libexiv2-dev libcairo2-dev libpango1.0-dev libqpdf-dev
+  nlohmann-json3-dev libcurl4-openssl-dev libssl-dev libicu-dev uuid-dev
+  libjpeg62-turbo-dev libspng-dev libpng-dev zlib1g-dev
+  # fonts for captions: Nimbus Sans is metric-compatible with Helvetica
+  fonts-urw-base35 fontconfig
+  # command line, application and updates
+  libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
+  # tests and benchmarks
+  libgtest-dev libgmock-dev googletest libbenchmark-dev
+  poppler-utils openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
+  xvfb xauth python3 locales
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "install-deps: all ${#packages[@]} packages present"
+  exit 0
+fi
+
+echo "install-deps: installing ${missing[*]}"
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
