@@ -1,0 +1,65 @@
+#include "tessel/Updater.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include "curl/Url.hpp"
+
+namespace tessel::Updater {
+namespace {
+
+// The download link must be https with a host. curl's parser lower-cases the scheme, so the
+// text itself is checked as well: "HTTPS://" is refused.
+bool isSecureLink(const std::string& text) {
+    if (!text.starts_with("https://")) return false;
+    const auto parts = detail::parseUrl(text);
+    return parts && parts->scheme == "https" && !parts->host.empty();
+}
+
+std::optional<UpdateInfo> parseManifest(const std::string& body, std::string_view currentVersion) {
+    const auto manifest = nlohmann::json::parse(body, nullptr, /*allow_exceptions=*/false);
+    if (!manifest.is_object()) return std::nullopt;  // also the parse failure (discarded)
+
+    const auto version = manifest.find("version");
+    if (version == manifest.end() || !version->is_string()) return std::nullopt;
+    const auto url = manifest.find("url");
+    if (url == manifest.end() || !url->is_string()) return std::nullopt;
+
+    UpdateInfo info;
+    info.version = version->get<std::string>();
+    info.downloadURL = url->get<std::string>();
+    if (!isSecureLink(info.downloadURL)) return std::nullopt;
+    if (!isNewer(info.version, currentVersion)) return std::nullopt;
+
+    const auto notes = manifest.find("notes");
+    if (notes != manifest.end() && notes->is_string()) info.notes = notes->get<std::string>();
+    return info;
+}
+
+}  // namespace
+
+const std::string& manifestLocation() {
+    static const std::string location = "https://updates.orvane.com/tessel/latest.json";
+    return location;
+}
+
+std::string_view currentVersion() noexcept {
+#ifdef TESSEL_VERSION
+    return TESSEL_VERSION;
+#else
+    return "Development";
+#endif
+}
+
+std::optional<UpdateInfo> check(const std::string& manifestURL, std::string_view currentVersion,
+                                HttpSession& session, std::chrono::milliseconds timeout) {
+    // Best effort: whatever goes wrong, including an exception from a session, means no update.
+    try {
+        const auto response = session.get(manifestURL, timeout);
+        if (!response || response->statusCode != 200) return std::nullopt;
+        return parseManifest(response->body, currentVersion);
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace tessel::Updater
