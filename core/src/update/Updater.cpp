@@ -7,10 +7,11 @@
 namespace tessel::Updater {
 namespace {
 
-// The download link must be https with a host. curl's parser lower-cases the scheme, so the
-// text itself is checked as well: "HTTPS://" is refused.
+// The download link must be https with a host. curl's parser lower-cases the scheme and
+// forgives extra slashes ("https:///a.zip" would get the host "a.zip"), so the text itself must
+// start with "https://" and an authority: "HTTPS://" and an empty host are refused.
 bool isSecureLink(const std::string& text) {
-    if (!text.starts_with("https://")) return false;
+    if (!text.starts_with("https://") || text.starts_with("https:///")) return false;
     const auto parts = detail::parseUrl(text);
     return parts && parts->scheme == "https" && !parts->host.empty();
 }
