@@ -59,7 +59,7 @@ Cert newCertificate(EVP_PKEY* subjectKey, const char* commonName, long serial, X
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial);
     X509_gmtime_adj(X509_getm_notBefore(cert.get()), -3600);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), 24 * 3600);
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), 24L * 3600);
     require(X509_set_pubkey(cert.get(), subjectKey) == 1, "X509_set_pubkey");
     X509_NAME* name = X509_get_subject_name(cert.get());
     X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC,
@@ -229,7 +229,9 @@ std::string TestHttpsServer::respond(const std::string& head) {
     const std::string path = head.substr(pathStart, head.find(' ', pathStart) - pathStart);
     const TestReply reply = handler_(path);
     std::string answer = "HTTP/1.1 " + std::to_string(reply.status) + " Test\r\n";
-    for (const auto& [name, value] : reply.headers) answer += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : reply.headers) {
+        answer.append(name).append(": ").append(value).append("\r\n");
+    }
     if (reply.status != 304) {
         answer += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
     }
