@@ -3,7 +3,6 @@
 /// The update check takes a session so that tests and other front ends can supply their own.
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
