@@ -4,6 +4,7 @@
 // after its first frame, a checksum error in image data, APNG frame counts and PNG eXIf.
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <span>
 #include <vector>
@@ -12,7 +13,8 @@ namespace tessel::detail {
 
 /// What a walk learnt about an intact container.
 struct ContainerFacts {
-    std::int64_t frameCount = 1;
+    /// Frames the walk counted; absent when this container's walk does not count them.
+    std::optional<std::int64_t> frameCount;
     /// The EXIF block (a TIFF structure) found by the walk; empty when the walk does not
     /// look for one or the file has none.
     std::vector<std::uint8_t> exif;
@@ -31,5 +33,12 @@ std::optional<ContainerFacts> walkPng(std::span<const std::uint8_t> file);
 /// GIF: every block to the trailer, counting image descriptors. Nothing when the file ends
 /// inside a block or holds no image.
 std::optional<ContainerFacts> walkGif(std::span<const std::uint8_t> file);
+
+/// HEIF: the top-level boxes, with `meta` and `moov` read in full (never `mdat`). Frame
+/// count: the larger of the pictures a viewer would list (image items that are not hidden,
+/// thumbnails, auxiliary images or inputs of a grid or overlay) and the samples of the
+/// longest image-sequence track; absent when the `meta` box holds no readable item list.
+/// Nothing when a box runs past the end of the file.
+std::optional<ContainerFacts> walkHeif(const std::filesystem::path& file);
 
 }  // namespace tessel::detail

@@ -54,13 +54,21 @@ std::optional<std::vector<std::uint8_t>> readWholeFile(const std::filesystem::pa
     return bytes;
 }
 
-std::optional<detail::ContainerFacts> walk(Container container,
-                                           std::span<const std::uint8_t> bytes) {
+// The header read alone misses damage beyond the headers: a JPEG cut before its end, a PNG
+// with a bad IDAT checksum, an animation cut after its first frame. Those containers are
+// walked to their end. libheif and libwebp check themselves that their data lies inside the
+// file, so HEIF is walked only for what libheif miscounts (grid inputs, image sequences).
+std::optional<detail::ContainerFacts> walk(Container container, const std::filesystem::path& file) {
+    if (container == Container::heif) return detail::walkHeif(file);
+    if (container == Container::tiff || container == Container::webp) {
+        return detail::ContainerFacts{};
+    }
+    const std::optional<std::vector<std::uint8_t>> bytes = readWholeFile(file);
+    if (!bytes) return std::nullopt;
     switch (container) {
-        case Container::jpeg: return detail::walkJpeg(bytes);
-        case Container::png: return detail::walkPng(bytes);
-        case Container::gif: return detail::walkGif(bytes);
-        default: return detail::ContainerFacts{};
+        case Container::jpeg: return detail::walkJpeg(*bytes);
+        case Container::png: return detail::walkPng(*bytes);
+        default: return detail::walkGif(*bytes);
     }
 }
 
@@ -101,20 +109,11 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
 
     std::int64_t frameCount = vips_image_get_n_pages(image.get());
     std::vector<std::uint8_t> exif = exifBlobOf(image.get());
-    // The header read alone misses damage beyond the headers: a JPEG cut before its end, a
-    // PNG with a bad IDAT checksum, an animation cut after its first frame. Their container
-    // structure is walked to the end; libheif and libwebp already check that their data lies
-    // inside the file.
-    if (*container == Container::jpeg || *container == Container::png ||
-        *container == Container::gif) {
-        const std::optional<std::vector<std::uint8_t>> bytes = readWholeFile(file);
-        if (!bytes) refuse(name);
-        std::optional<detail::ContainerFacts> facts = walk(*container, *bytes);
-        if (!facts) refuse(name);
-        if (*container != Container::jpeg) frameCount = facts->frameCount;
-        // libvips reads PNG eXIf only when it precedes the image data.
-        if (*container == Container::png) exif = std::move(facts->exif);
-    }
+    std::optional<detail::ContainerFacts> facts = walk(*container, file);
+    if (!facts) refuse(name);
+    if (facts->frameCount) frameCount = *facts->frameCount;
+    // libvips reads PNG eXIf only when it precedes the image data.
+    if (*container == Container::png) exif = std::move(facts->exif);
     if (frameCount != 1) throw TesselError::multiFrame(name, frameCount);
 
     const detail::ExifFacts metadata =
