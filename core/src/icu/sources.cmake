@@ -1,1 +1,3 @@
-target_sources(tessel_core PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Numeric.cpp)
+target_sources(tessel_core PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/ExifDate.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Numeric.cpp)

@@ -1,0 +1,2 @@
+target_sources(tessel_core PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/ExifReader.cpp)
