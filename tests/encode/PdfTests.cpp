@@ -15,15 +15,18 @@ namespace {
 
 using testing::Rgba;
 
+// qpdf reads the bytes in place, so the document keeps them.
 struct Document {
+    std::vector<std::uint8_t> bytes;
     std::shared_ptr<QPDF> pdf = std::make_shared<QPDF>();
     std::vector<QPDFPageObjectHelper> pages;
 };
 
-Document open(const std::vector<std::uint8_t>& bytes) {
+Document open(std::vector<std::uint8_t> bytes) {
     Document document;
-    document.pdf->processMemoryFile("test.pdf", reinterpret_cast<const char*>(bytes.data()),
-                                    bytes.size());
+    document.bytes = std::move(bytes);
+    document.pdf->processMemoryFile(
+        "test.pdf", reinterpret_cast<const char*>(document.bytes.data()), document.bytes.size());
     document.pages = QPDFPageDocumentHelper(*document.pdf).getAllPages();
     return document;
 }
