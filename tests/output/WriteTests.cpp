@@ -4,7 +4,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "OutputFixtures.hpp"
-#include "encode/PdfRead.hpp"
+#include "encode/Qpdf.hpp"
 #include "output/Output.hpp"
 
 namespace tessel {

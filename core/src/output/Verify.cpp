@@ -7,7 +7,7 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "encode/PdfRead.hpp"
+#include "encode/Qpdf.hpp"
 #include "output/Output.hpp"
 
 namespace tessel::detail {
@@ -48,8 +48,8 @@ void verifyPDF(const std::filesystem::path& file, std::int64_t expectedPages, Sh
     if (!summary || summary->pageCount != expectedPages || summary->pageCount < 1)
         throw TesselError::verificationFailed(kPdfPageCount);
     const auto box = summary->firstPageSize;
-    if (!box || !(std::abs(box->width - size.width) < 0.5) ||
-        !(std::abs(box->height - size.height) < 0.5))
+    if (!box || !(std::abs(box->first - size.width) < 0.5) ||
+        !(std::abs(box->second - size.height) < 0.5))
         throw TesselError::verificationFailed(kPdfPageSize);
 }
 

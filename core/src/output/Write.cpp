@@ -165,8 +165,10 @@ std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult
     std::vector<std::filesystem::path> files;
     const std::size_t count = result.pages.size();
     for (std::size_t i = 0; i < count; ++i) {
-        const std::string numbered = count == 1 ? name : name + "-" + std::to_string(i + 1);
-        const auto file = to / (numbered + "." + extension);
+        std::string fileName = name;
+        if (count > 1) fileName.append("-").append(std::to_string(i + 1));
+        fileName.append(".").append(extension);
+        const auto file = to / fileName;
         detail::writeAtomically(result.pages[i], file);
         detail::verify(file, 1, result.pageSize);
         files.push_back(file);
