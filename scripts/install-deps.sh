@@ -17,7 +17,7 @@ packages=(
   libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  poppler-utils openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
+  poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
   xvfb xauth python3 locales
 )
 

@@ -1,0 +1,62 @@
+#pragma once
+// The only place that talks to qpdf: building a PDF of full-page images, and reading a PDF
+// file's page count and first page size.
+//
+// qpdf 11's headers do not compile as C++20 under clang 14, so Qpdf.cpp is built as C++17
+// with clang and this header uses nothing newer.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessel::detail {
+
+/// One image of a page as it is stored in the PDF: already compressed samples, 8 bits each.
+struct PdfImageData {
+    enum class Filter {
+        flatePng,  ///< a zlib stream of PNG-filtered rows (PNG's IDAT data)
+        dct,       ///< a whole JPEG file
+    };
+    Filter filter = Filter::flatePng;
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    int colors = 3;  ///< 1 (gray) or 3 (RGB)
+    std::string data;
+};
+
+/// Builds a PDF page by page. Every method throws `std::exception` when qpdf fails.
+class PdfBuilder {
+public:
+    PdfBuilder();
+    ~PdfBuilder();
+    PdfBuilder(const PdfBuilder&) = delete;
+    PdfBuilder& operator=(const PdfBuilder&) = delete;
+
+    /// Adds a page with the media box [0 0 width height] (numbers as PDF text) showing
+    /// `color` stretched over the whole page, with `alpha` as its soft mask when given.
+    void addPage(const std::string& width, const std::string& height, const PdfImageData& color,
+                 const PdfImageData* alpha);
+
+    /// The document: PDF 1.4, no document information, an ID derived from the content, and
+    /// the image data exactly as given.
+    std::vector<std::uint8_t> finish();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+struct PdfSummary {
+    std::int64_t pageCount = 0;
+    /// Width and height of page 1's media box in points; absent when there is no page 1 or
+    /// it has no readable media box.
+    std::optional<std::pair<double, double>> firstPageSize;
+};
+
+/// Opens `file` as a PDF without attempting to repair it. Nothing when it cannot be read.
+std::optional<PdfSummary> readPDFSummary(const std::filesystem::path& file);
+
+}  // namespace tessel::detail

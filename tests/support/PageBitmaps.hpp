@@ -1,0 +1,126 @@
+#pragma once
+// Page bitmaps made in memory for the encoding and output tests, and a few helpers that
+// read encoded pages back.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "render/Bitmap.hpp"
+
+namespace tessel::testing {
+
+/// A straight-alpha colour; the bitmap stores it premultiplied as cairo does.
+struct Rgba {
+    std::uint8_t r = 0, g = 0, b = 0, a = 255;
+};
+
+inline void setPixel(detail::Bitmap& bitmap, std::int64_t x, std::int64_t y, Rgba c) {
+    const auto premultiply = [&](std::uint8_t v) {
+        return static_cast<std::uint32_t>((v * c.a + 127) / 255);
+    };
+    const std::uint32_t word = (std::uint32_t{c.a} << 24) | (premultiply(c.r) << 16) |
+                               (premultiply(c.g) << 8) | premultiply(c.b);
+    std::memcpy(bitmap.pixels.data() + (y * bitmap.width + x) * 4, &word, 4);
+}
+
+template <class ColorAt>
+detail::Bitmap makeBitmap(std::int64_t width, std::int64_t height, ColorAt colorAt) {
+    detail::Bitmap bitmap{width, height,
+                          std::vector<std::uint8_t>(static_cast<std::size_t>(width * height * 4))};
+    for (std::int64_t y = 0; y < height; ++y)
+        for (std::int64_t x = 0; x < width; ++x) setPixel(bitmap, x, y, colorAt(x, y));
+    return bitmap;
+}
+
+inline detail::Bitmap solidBitmap(std::int64_t width, std::int64_t height, Rgba color) {
+    return makeBitmap(width, height, [&](std::int64_t, std::int64_t) { return color; });
+}
+
+/// Random opaque pixels: every PNG filter type gets used, and any misplaced byte shows.
+inline detail::Bitmap noiseBitmap(std::int64_t width, std::int64_t height, unsigned seed) {
+    std::mt19937 random(seed);
+    return makeBitmap(width, height, [&](std::int64_t, std::int64_t) {
+        const auto v = random();
+        return Rgba{static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8),
+                    static_cast<std::uint8_t>(v >> 16), 255};
+    });
+}
+
+/// Red top-left, green top-right, blue bottom-left, yellow bottom-right.
+inline detail::Bitmap quadrantBitmap(std::int64_t width, std::int64_t height) {
+    return makeBitmap(width, height, [&](std::int64_t x, std::int64_t y) {
+        const bool right = x >= width / 2;
+        const bool bottom = y >= height / 2;
+        if (!bottom) return right ? Rgba{0, 255, 0, 255} : Rgba{255, 0, 0, 255};
+        return right ? Rgba{255, 255, 0, 255} : Rgba{0, 0, 255, 255};
+    });
+}
+
+inline std::vector<std::uint8_t> readBytes(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline void writeBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes) {
+    std::ofstream out(file, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+}
+
+/// A fresh folder under the system's temporary folder, removed with everything in it.
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "tessel-test-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+        path_ = pattern;
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::permissions(path_, std::filesystem::perms::owner_all,
+                                     std::filesystem::perm_options::add, ignored);
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::filesystem::path& path() const { return path_; }
+
+    /// Names of everything in the folder, hidden files included, sorted.
+    std::vector<std::string> names() const {
+        std::vector<std::string> result;
+        for (const auto& entry : std::filesystem::directory_iterator(path_))
+            result.push_back(entry.path().filename().string());
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline bool havePdftoppm() { return std::system("command -v pdftoppm >/dev/null 2>&1") == 0; }
+
+/// Page 1 of `pdf` rendered by poppler at `dpi` as PNG bytes; nothing when it fails.
+inline std::optional<std::vector<std::uint8_t>> renderFirstPage(const std::filesystem::path& pdf,
+                                                                int dpi) {
+    const auto prefix = pdf.parent_path() / (pdf.stem().string() + "-render");
+    const std::string command = "pdftoppm -png -r " + std::to_string(dpi) +
+                                " -f 1 -l 1 -singlefile '" + pdf.string() + "' '" +
+                                prefix.string() + "' 2>/dev/null";
+    if (std::system(command.c_str()) != 0) return std::nullopt;
+    return readBytes(prefix.string() + ".png");
+}
+
+}  // namespace tessel::testing
