@@ -1,14 +1,11 @@
 #include <cctype>
 #include <cmath>
-#include <memory>
-#include <mutex>
-
-#include <vips/vips.h>
 
 #include "tessel/TesselError.hpp"
 
 #include "encode/Qpdf.hpp"
 #include "output/Output.hpp"
+#include "vips/Header.hpp"
 
 namespace tessel::detail {
 namespace {
@@ -16,16 +13,6 @@ namespace {
 constexpr const char* kPdfPageCount = "PDF page count does not match";
 constexpr const char* kPdfPageSize = "PDF page size does not match";
 constexpr const char* kImageMismatch = "dimensions or page count do not match";
-
-// TODO(merge): replace with ensureVipsStarted() once the decoding area lands.
-void startVips() {
-    static std::once_flag once;
-    std::call_once(once, [] { VIPS_INIT("tessel"); });
-}
-
-struct GObjectDeleter {
-    void operator()(VipsImage* image) const { g_object_unref(image); }
-};
 
 bool hasPdfExtension(const std::filesystem::path& file) {
     const std::string extension = file.extension().string();
@@ -54,17 +41,9 @@ void verifyPDF(const std::filesystem::path& file, std::int64_t expectedPages, Sh
 }
 
 void verifyImage(const std::filesystem::path& file, std::int64_t expectedPages, SheetSize size) {
-    startVips();
-    // Reading the header only; a loader is picked by the file's contents, not its name.
-    std::unique_ptr<VipsImage, GObjectDeleter> image{
-        vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr)};
-    if (!image) {
-        vips_error_clear();
-        throw TesselError::verificationFailed(kImageMismatch);
-    }
-    if (vips_image_get_n_pages(image.get()) != expectedPages ||
-        !matchesPixels(vips_image_get_width(image.get()), size.width) ||
-        !matchesPixels(vips_image_get_height(image.get()), size.height))
+    const auto header = readWrittenImageHeader(file);
+    if (!header || header->pageCount != expectedPages ||
+        !matchesPixels(header->width, size.width) || !matchesPixels(header->height, size.height))
         throw TesselError::verificationFailed(kImageMismatch);
 }
 
