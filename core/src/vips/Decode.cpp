@@ -1,0 +1,148 @@
+#include "vips/Decode.hpp"
+
+#include <vips/vips.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace tessel::detail {
+namespace {
+
+/// Owns one reference to a VipsImage.
+class ImageRef {
+public:
+    ImageRef() = default;
+    explicit ImageRef(VipsImage* image) : image_(image) {}
+    ImageRef(ImageRef&& other) noexcept : image_(std::exchange(other.image_, nullptr)) {}
+    ImageRef& operator=(ImageRef&& other) noexcept {
+        if (this != &other) {
+            reset();
+            image_ = std::exchange(other.image_, nullptr);
+        }
+        return *this;
+    }
+    ImageRef(const ImageRef&) = delete;
+    ImageRef& operator=(const ImageRef&) = delete;
+    ~ImageRef() { reset(); }
+
+    VipsImage* get() const { return image_; }
+    explicit operator bool() const { return image_ != nullptr; }
+
+private:
+    void reset() {
+        if (image_) g_object_unref(image_);
+        image_ = nullptr;
+    }
+    VipsImage* image_ = nullptr;
+};
+
+/// Owns a buffer from g_malloc.
+struct GFreeDeleter {
+    void operator()(void* p) const { g_free(p); }
+};
+
+template <class Operation>
+ImageRef apply(const ImageRef& in, Operation operation) {
+    VipsImage* out = nullptr;
+    if (operation(in.get(), &out) != 0) {
+        if (out) g_object_unref(out);
+        return {};
+    }
+    return ImageRef(out);
+}
+
+ImageRef thumbnail(const std::filesystem::path& file, int size) {
+    VipsImage* out = nullptr;
+    // The export profile turns images with an embedded profile (Display P3, Adobe RGB, CMYK)
+    // into sRGB; untagged RGB is taken as sRGB as it stands. Failing on errors makes a
+    // truncated file an error instead of a picture with a grey lower part.
+    const int failed = vips_thumbnail(file.c_str(), &out, size, "height", size, "size",
+                                      VIPS_SIZE_DOWN, "export_profile", "srgb", "fail_on",
+                                      VIPS_FAIL_ON_ERROR, nullptr);
+    if (failed != 0) {
+        if (out) g_object_unref(out);
+        return {};
+    }
+    return ImageRef(out);
+}
+
+/// 8-bit sRGB with 3 or 4 bands (or 1 or 2 for grey that has no sRGB reading).
+ImageRef toEightBitSRGB(ImageRef image) {
+    const VipsInterpretation interpretation = vips_image_guess_interpretation(image.get());
+    if (interpretation != VIPS_INTERPRETATION_sRGB || image.get()->BandFmt != VIPS_FORMAT_UCHAR) {
+        image = apply(image, [](VipsImage* in, VipsImage** out) {
+            return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+        });
+        if (!image) return {};
+    }
+    if (image.get()->BandFmt != VIPS_FORMAT_UCHAR) {
+        image = apply(image, [](VipsImage* in, VipsImage** out) {
+            return vips_cast_uchar(in, out, nullptr);
+        });
+    }
+    return image;
+}
+
+std::uint8_t premultiplied(std::uint32_t component, std::uint32_t alpha) {
+    return static_cast<std::uint8_t>((component * alpha + 127) / 255);
+}
+
+/// Copies interleaved 8-bit pixels of 1 to 4 bands into cairo's premultiplied ARGB32 words.
+Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t height, int bands) {
+    Bitmap bitmap{width, height, {}};
+    const auto count = static_cast<std::size_t>(width * height);
+    bitmap.pixels.resize(count * 4);
+    std::uint8_t* out = bitmap.pixels.data();
+    const auto step = static_cast<std::size_t>(bands);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* in = pixels + i * step;
+        std::uint32_t r = in[0], g = in[0], b = in[0], a = 255;
+        if (bands >= 3) {
+            g = in[1];
+            b = in[2];
+        }
+        if (bands == 2) a = in[1];
+        if (bands == 4) a = in[3];
+        if (a != 255) {
+            r = premultiplied(r, a);
+            g = premultiplied(g, a);
+            b = premultiplied(b, a);
+        }
+        const std::uint32_t word = (a << 24) | (r << 16) | (g << 8) | b;
+        std::memcpy(out + i * 4, &word, 4);
+    }
+    return bitmap;
+}
+
+}  // namespace
+
+std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize) {
+    ensureVipsStarted();
+    // libvips refuses target sizes above ten million; any such bound means "no bound".
+    constexpr std::int64_t largestTarget = 10'000'000;
+    const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
+
+    ImageRef image = thumbnail(file, size);
+    if (image) image = toEightBitSRGB(std::move(image));
+    const int bands = image ? vips_image_get_bands(image.get()) : 0;
+    if (!image || bands < 1 || bands > 4) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+
+    // Writing to memory runs the whole pipeline; a decoding failure anywhere surfaces here.
+    std::size_t length = 0;
+    std::unique_ptr<void, GFreeDeleter> memory(vips_image_write_to_memory(image.get(), &length));
+    const std::int64_t width = vips_image_get_width(image.get());
+    const std::int64_t height = vips_image_get_height(image.get());
+    if (!memory || width < 1 || height < 1 ||
+        length != static_cast<std::size_t>(width * height * bands)) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    return toBitmap(static_cast<const std::uint8_t*>(memory.get()), width, height, bands);
+}
+
+}  // namespace tessel::detail
