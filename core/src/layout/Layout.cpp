@@ -1,0 +1,67 @@
+#include "tessel/Layout.hpp"
+
+#include <algorithm>
+
+#include "tessel/TesselError.hpp"
+
+#include "util/Fatal.hpp"
+
+namespace tessel::TesselRenderer {
+namespace {
+
+// Fixed constants of the layout.
+constexpr double minimumUsableSide = 40;     // usable width and height must exceed this
+constexpr double minimumPictureHeight = 20;  // picture height must exceed this
+constexpr double captionBandFactor = 1.65;   // band height per unit of caption font size
+constexpr double minimumCaptionBand = 24;
+
+}  // namespace
+
+std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) {
+    if (itemCount < 1) throw TesselError::noImages();
+
+    const SheetSize page = recipe.pageSize();
+    const std::int64_t columnCount = std::max<std::int64_t>(1, recipe.columns);
+    const std::int64_t rowCount = std::max<std::int64_t>(1, recipe.rows);
+    std::int64_t perPage = 0;
+    if (__builtin_mul_overflow(columnCount, rowCount, &perPage)) detail::fatal("grid overflow");
+
+    const auto nc = static_cast<double>(columnCount);
+    const auto nr = static_cast<double>(rowCount);
+    const auto m = static_cast<double>(std::max<std::int64_t>(0, recipe.margin));
+    const auto s = static_cast<double>(std::max<std::int64_t>(0, recipe.spacing));
+
+    const double usableWidth = page.width - 2 * m - s * (nc - 1);
+    const double usableHeight = page.height - 2 * m - s * (nr - 1);
+    if (!(usableWidth > minimumUsableSide && usableHeight > minimumUsableSide))
+        throw TesselError::invalidLayout();
+
+    const double h = usableHeight / nr;
+    const double band =
+        recipe.caption == SheetCaption::none
+            ? 0
+            : std::max(recipe.captionFontSize * captionBandFactor, minimumCaptionBand);
+    const double pictureHeight = h - band;
+    if (!(pictureHeight > minimumPictureHeight)) throw TesselError::invalidLayout();
+    const double w = usableWidth / nc;
+
+    std::vector<SheetCell> result;
+    result.reserve(static_cast<std::size_t>(itemCount));
+    for (std::int64_t i = 0; i < itemCount; ++i) {
+        const std::int64_t k = i % perPage;
+        const auto row = static_cast<double>(k / columnCount);
+        const auto column = static_cast<double>(k % columnCount);
+        const double x = m + column * (w + s);
+        const double y = (page.height - m) - row * (h + s) - h;
+
+        SheetCell cell;
+        cell.page = i / perPage;
+        cell.frame = {x, y, w, h};
+        if (band > 0) cell.captionFrame = SheetRect{x, y, w, band};
+        cell.imageFrame = {x, y + band, w, pictureHeight};
+        result.push_back(cell);
+    }
+    return result;
+}
+
+}  // namespace tessel::TesselRenderer
