@@ -1,11 +1,11 @@
 #pragma once
 // Move-only owners of the cairo and Pango handles used while drawing pages.
 
+#include <utility>
+
 #include <cairo.h>
 #include <glib-object.h>
 #include <pango/pangocairo.h>
-
-#include <utility>
 
 namespace tessel::detail {
 

@@ -17,8 +17,8 @@ CairoSurface surfaceOver(const Bitmap& image) {
     // cairo only reads from a source surface; the pixels are never written through it.
     auto* pixels = const_cast<unsigned char*>(image.pixels.data());
     return CairoSurface(cairo_image_surface_create_for_data(
-        pixels, CAIRO_FORMAT_ARGB32, static_cast<int>(image.width),
-        static_cast<int>(image.height), static_cast<int>(image.stride())));
+        pixels, CAIRO_FORMAT_ARGB32, static_cast<int>(image.width), static_cast<int>(image.height),
+        static_cast<int>(image.stride())));
 }
 
 }  // namespace
@@ -63,7 +63,8 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
     const double height = static_cast<double>(image.height);
     const double scaleX = imageFrame.width / width;
     const double scaleY = imageFrame.height / height;
-    const double factor = fit == SheetFit::fit ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+    const double factor =
+        fit == SheetFit::fit ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
     if (!(factor > 0) || !std::isfinite(factor)) return;
 
     const SheetRect frame = toDevice(imageFrame);

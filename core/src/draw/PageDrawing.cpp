@@ -73,8 +73,7 @@ std::string captionText(const SheetInput& input, SheetCaption mode) {
                                     : std::string("Date unavailable");
     };
     const auto camera = [&] {
-        return input.info.cameraModel ? *input.info.cameraModel
-                                      : std::string("Camera unavailable");
+        return input.info.cameraModel ? *input.info.cameraModel : std::string("Camera unavailable");
     };
     const std::string separator = " \u00B7 ";
     switch (mode) {

@@ -1,7 +1,7 @@
 // Stand-in until the shared libvips start-up lands; dropped then.
-#include <vips/vips.h>
-
 #include <mutex>
+
+#include <vips/vips.h>
 
 #include "util/Fatal.hpp"
 #include "vips/Decode.hpp"
@@ -16,6 +16,10 @@ void ensureVipsStarted() {
         vips_concurrency_set(1);
         // Nothing is decoded twice in a render; a cache would only hold memory.
         vips_cache_set_max(0);
+        // Decoding failures are reported as results; libvips's own warnings stay quiet.
+        g_log_set_handler(
+            "VIPS", G_LOG_LEVEL_WARNING,
+            [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     });
 }
 

@@ -1,12 +1,12 @@
 #include "icu/CaptionDate.hpp"
 
+#include <memory>
+#include <mutex>
+
 #include <unicode/datefmt.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
-
-#include <memory>
-#include <mutex>
 
 namespace tessel::detail {
 namespace {

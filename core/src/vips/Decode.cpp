@@ -1,11 +1,11 @@
 #include "vips/Decode.hpp"
 
-#include <vips/vips.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <utility>
+
+#include <vips/vips.h>
 
 namespace tessel::detail {
 namespace {
@@ -55,17 +55,31 @@ ImageRef apply(const ImageRef& in, Operation operation) {
 
 ImageRef thumbnail(const std::filesystem::path& file, int size) {
     VipsImage* out = nullptr;
-    // The export profile turns images with an embedded profile (Display P3, Adobe RGB, CMYK)
-    // into sRGB; untagged RGB is taken as sRGB as it stands. Failing on errors makes a
-    // truncated file an error instead of a picture with a grey lower part.
+    // Failing on errors makes a truncated file an error instead of a picture with a grey
+    // lower part. CMYK is turned into sRGB here already; RGB keeps its embedded profile.
     const int failed = vips_thumbnail(file.c_str(), &out, size, "height", size, "size",
-                                      VIPS_SIZE_DOWN, "export_profile", "srgb", "fail_on",
-                                      VIPS_FAIL_ON_ERROR, nullptr);
+                                      VIPS_SIZE_DOWN, "fail_on", VIPS_FAIL_ON_ERROR, nullptr);
     if (failed != 0) {
         if (out) g_object_unref(out);
         return {};
     }
     return ImageRef(out);
+}
+
+/// Converts an image with an embedded profile (Display P3, Adobe RGB ...) to sRGB. Untagged
+/// images are taken as sRGB and left alone: asking libvips for an export profile on them
+/// shifts saturated colours. A profile that cannot be used is ignored, not fatal.
+ImageRef withSRGBProfile(ImageRef image) {
+    if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) == 0) return image;
+    ImageRef converted = apply(image, [](VipsImage* in, VipsImage** out) {
+        return vips_icc_transform(in, out, "srgb", "embedded", TRUE, "intent", VIPS_INTENT_RELATIVE,
+                                  nullptr);
+    });
+    if (!converted) {
+        vips_error_clear();
+        return image;
+    }
+    return converted;
 }
 
 /// 8-bit sRGB with 3 or 4 bands (or 1 or 2 for grey that has no sRGB reading).
@@ -125,7 +139,7 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
     const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
 
     ImageRef image = thumbnail(file, size);
-    if (image) image = toEightBitSRGB(std::move(image));
+    if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
     const int bands = image ? vips_image_get_bands(image.get()) : 0;
     if (!image || bands < 1 || bands > 4) {
         vips_error_clear();
