@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <vips/vips.h>
@@ -53,7 +54,33 @@ ImageRef apply(const ImageRef& in, Operation operation) {
     return ImageRef(out);
 }
 
+/// A JPEG decoded at the smallest DCT scale (1/2, 1/4, 1/8) that still leaves its longer side
+/// at least `size`, then reduced to `size` and turned upright. libvips's own thumbnail keeps
+/// a factor of two in reserve and decodes at twice that scale, which costs about half as
+/// much again for no visible difference at the sizes pages draw.
+ImageRef jpegThumbnail(const std::filesystem::path& file, int size) {
+    ImageRef header(vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL,
+                                             "fail_on", VIPS_FAIL_ON_ERROR, nullptr));
+    if (!header) return {};
+    const int longer =
+        std::max(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
+    int shrink = 1;
+    while (shrink < 8 && longer / (shrink * 2) >= size) shrink *= 2;
+    ImageRef decoded(vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL,
+                                              "fail_on", VIPS_FAIL_ON_ERROR, "shrink", shrink,
+                                              nullptr));
+    if (!decoded) return {};
+    return apply(decoded, [size](VipsImage* in, VipsImage** out) {
+        return vips_thumbnail_image(in, out, size, "height", size, "size", VIPS_SIZE_DOWN, nullptr);
+    });
+}
+
+/// Any other format, through libvips's thumbnail with its own shrink-on-load.
 ImageRef thumbnail(const std::filesystem::path& file, int size) {
+    const char* loader = vips_foreign_find_load(file.c_str());
+    if (!loader) return {};
+    if (std::string_view(loader) == "VipsForeignLoadJpegFile") return jpegThumbnail(file, size);
+
     VipsImage* out = nullptr;
     // Failing on errors makes a truncated file an error instead of a picture with a grey
     // lower part. CMYK is turned into sRGB here already; RGB keeps its embedded profile.
