@@ -54,36 +54,54 @@ ImageRef apply(const ImageRef& in, Operation operation) {
     return ImageRef(out);
 }
 
-/// A JPEG decoded at the smallest DCT scale (1/2, 1/4, 1/8) that still leaves its longer side
-/// at least `size`, then reduced to `size` and turned upright. libvips's own thumbnail keeps
-/// a factor of two in reserve and decodes at twice that scale, which costs about half as
-/// much again for no visible difference at the sizes pages draw.
-ImageRef jpegThumbnail(const std::filesystem::path& file, int size) {
-    ImageRef header(vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL,
-                                             "fail_on", VIPS_FAIL_ON_ERROR, nullptr));
-    if (!header) return {};
-    const int longer =
-        std::max(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
-    int shrink = 1;
-    while (shrink < 8 && longer / (shrink * 2) >= size) shrink *= 2;
-    ImageRef decoded(vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL,
-                                              "fail_on", VIPS_FAIL_ON_ERROR, "shrink", shrink,
-                                              nullptr));
-    if (!decoded) return {};
-    return apply(decoded, [size](VipsImage* in, VipsImage** out) {
+ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
+    VipsImage* image = nullptr;
+    if (jpegShrink > 0)
+        image = vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                         VIPS_FAIL_ON_ERROR, "shrink", jpegShrink, nullptr);
+    else
+        image = vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                         VIPS_FAIL_ON_ERROR, nullptr);
+    return ImageRef(image);
+}
+
+/// Reduces a loaded image to `size` on its longer side (never enlarging) and turns it upright.
+ImageRef reduced(const ImageRef& image, int size) {
+    if (!image) return {};
+    return apply(image, [size](VipsImage* in, VipsImage** out) {
         return vips_thumbnail_image(in, out, size, "height", size, "size", VIPS_SIZE_DOWN, nullptr);
     });
 }
 
-/// Any other format, through libvips's thumbnail with its own shrink-on-load.
+/// The smallest DCT scale (1/2, 1/4, 1/8) that still leaves the JPEG's longer side at least
+/// `size`. libvips's own thumbnail keeps a factor of two in reserve and decodes at twice that
+/// scale, which costs about half as much again for no visible gain at the sizes pages draw.
+int jpegShrink(const std::filesystem::path& file, int size) {
+    const ImageRef header = open(file);
+    if (!header) return 0;
+    const int longer =
+        std::max(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
+    int shrink = 1;
+    while (shrink < 8 && longer / (shrink * 2) >= size) shrink *= 2;
+    return shrink;
+}
+
+/// The picture at `size` on its longer side at most, upright, failing on damaged data.
 ImageRef thumbnail(const std::filesystem::path& file, int size) {
     const char* loader = vips_foreign_find_load(file.c_str());
     if (!loader) return {};
-    if (std::string_view(loader) == "VipsForeignLoadJpegFile") return jpegThumbnail(file, size);
+    const std::string_view name(loader);
+    if (name == "VipsForeignLoadJpegFile") {
+        const int shrink = jpegShrink(file, size);
+        return shrink > 0 ? reduced(open(file, shrink), size) : ImageRef();
+    }
+    // libvips's thumbnail would take the picture embedded in a HEIF file when it is large
+    // enough; pages show the image itself. libheif decodes at full size either way.
+    if (name == "VipsForeignLoadHeifFile") return reduced(open(file), size);
 
+    // Other formats shrink on load where they can (WebP, pyramidal TIFF). CMYK is turned
+    // into sRGB here already; RGB keeps its embedded profile for the step below.
     VipsImage* out = nullptr;
-    // Failing on errors makes a truncated file an error instead of a picture with a grey
-    // lower part. CMYK is turned into sRGB here already; RGB keeps its embedded profile.
     const int failed = vips_thumbnail(file.c_str(), &out, size, "height", size, "size",
                                       VIPS_SIZE_DOWN, "fail_on", VIPS_FAIL_ON_ERROR, nullptr);
     if (failed != 0) {
