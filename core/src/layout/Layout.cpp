@@ -49,8 +49,10 @@ std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) 
     result.reserve(static_cast<std::size_t>(itemCount));
     for (std::int64_t i = 0; i < itemCount; ++i) {
         const std::int64_t k = i % perPage;
-        const auto row = static_cast<double>(k / columnCount);
-        const auto column = static_cast<double>(k % columnCount);
+        const std::int64_t rowIndex = k / columnCount;
+        const std::int64_t columnIndex = k % columnCount;
+        const auto row = static_cast<double>(rowIndex);
+        const auto column = static_cast<double>(columnIndex);
         const double x = m + column * (w + s);
         const double y = (page.height - m) - row * (h + s) - h;
 
