@@ -129,6 +129,8 @@ TEST(DecodeUpright, RealFilesDecodeUprightOrFail) {
         {"orientation/recurser_Landscape_6.jpg", 1800, 1200},
         {"orientation/recurser_Portrait_8.jpg", 1200, 1800},
         {"exif/androidx_jpeg_with_exif_byte_order_ii.jpg", 480, 640},
+        {"heif/nokia_autumn_1440x960.heic", 1440, 960},
+        {"orientation/pillow_g4_orientation_6.tif", 590, 88},
     };
     for (const auto& c : upright) {
         const auto picture = decodeUpright(fixtures / c.file, 100'000);
