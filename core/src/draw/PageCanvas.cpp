@@ -1,0 +1,106 @@
+#include "draw/PageCanvas.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "tessel/TesselError.hpp"
+
+namespace tessel::detail {
+namespace {
+
+// cairo image surfaces are limited to this many pixels on a side.
+constexpr std::int64_t largestSurfaceSide = 32767;
+
+/// A cairo surface reading `image`'s pixels in place.
+CairoSurface surfaceOver(const Bitmap& image) {
+    // cairo only reads from a source surface; the pixels are never written through it.
+    auto* pixels = const_cast<unsigned char*>(image.pixels.data());
+    return CairoSurface(cairo_image_surface_create_for_data(
+        pixels, CAIRO_FORMAT_ARGB32, static_cast<int>(image.width), static_cast<int>(image.height),
+        static_cast<int>(image.stride())));
+}
+
+}  // namespace
+
+double clampedComponent(double value) {
+    if (std::isnan(value)) return 0;
+    return std::clamp(value, 0.0, 1.0);
+}
+
+PageCanvas::PageCanvas(std::int64_t width, std::int64_t height, SheetColor background) {
+    if (width < 1 || height < 1 || width > largestSurfaceSide || height > largestSurfaceSide)
+        throw TesselError::cannotCreateContext();
+    bitmap_.width = width;
+    bitmap_.height = height;
+    try {
+        bitmap_.pixels.assign(static_cast<std::size_t>(width * height * 4), 0);
+    } catch (const std::bad_alloc&) {
+        throw TesselError::cannotCreateContext();
+    }
+    surface_ = surfaceOver(bitmap_);
+    if (cairo_surface_status(surface_.get()) != CAIRO_STATUS_SUCCESS)
+        throw TesselError::cannotCreateContext();
+    context_ = CairoContext(cairo_create(surface_.get()));
+    if (cairo_status(context_.get()) != CAIRO_STATUS_SUCCESS)
+        throw TesselError::cannotCreateContext();
+
+    cairo_t* cr = context_.get();
+    cairo_set_source_rgba(cr, clampedComponent(background.red), clampedComponent(background.green),
+                          clampedComponent(background.blue), clampedComponent(background.alpha));
+    cairo_rectangle(cr, 0, 0, static_cast<double>(width), static_cast<double>(height));
+    cairo_fill(cr);
+}
+
+SheetRect PageCanvas::toDevice(const SheetRect& rect) const {
+    return {rect.x, static_cast<double>(bitmap_.height) - rect.y - rect.height, rect.width,
+            rect.height};
+}
+
+void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, SheetFit fit) {
+    if (image.width < 1 || image.height < 1) return;
+    const double width = static_cast<double>(image.width);
+    const double height = static_cast<double>(image.height);
+    const double scaleX = imageFrame.width / width;
+    const double scaleY = imageFrame.height / height;
+    const double factor =
+        fit == SheetFit::fit ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+    if (!(factor > 0) || !std::isfinite(factor)) return;
+
+    const SheetRect frame = toDevice(imageFrame);
+    const double left = frame.x + (frame.width - width * factor) / 2;
+    const double top = frame.y + (frame.height - height * factor) / 2;
+
+    CairoSurface source = surfaceOver(image);
+    if (cairo_surface_status(source.get()) != CAIRO_STATUS_SUCCESS) return;
+
+    cairo_t* cr = context_.get();
+    cairo_save(cr);
+    cairo_rectangle(cr, frame.x, frame.y, frame.width, frame.height);
+    cairo_clip(cr);
+    cairo_translate(cr, left, top);
+    cairo_scale(cr, factor, factor);
+    cairo_set_source_surface(cr, source.get(), 0, 0);
+    cairo_pattern_t* pattern = cairo_get_source(cr);
+    // GOOD filters with a box of the right size when shrinking and bilinearly when
+    // enlarging. BEST costs six times as much (about 17 ms against 3 ms for a contact-sheet
+    // cell) and differs visibly only on synthetic patterns such as zone plates.
+    cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD);
+    // Padding keeps the picture's own edge pixels at its border instead of fading them into
+    // transparency.
+    cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+    cairo_rectangle(cr, 0, 0, width, height);
+    cairo_fill(cr);
+    cairo_restore(cr);
+}
+
+Bitmap PageCanvas::finish() {
+    const bool drawn = context_ && cairo_status(context_.get()) == CAIRO_STATUS_SUCCESS;
+    if (surface_) cairo_surface_flush(surface_.get());
+    context_.reset();
+    surface_.reset();
+    if (!drawn) throw TesselError::cannotCreateContext();
+    return std::move(bitmap_);
+}
+
+}  // namespace tessel::detail

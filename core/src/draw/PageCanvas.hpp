@@ -1,0 +1,54 @@
+#pragma once
+// One page being drawn: a cairo surface over a Bitmap, addressed in the layout's coordinates
+// (raster pixels, origin at the bottom-left, y upwards).
+
+#include <cstdint>
+#include <string_view>
+
+#include "tessel/SheetRecipe.hpp"
+
+#include "draw/Handles.hpp"
+#include "render/Bitmap.hpp"
+
+namespace tessel::detail {
+
+/// The font families captions ask for, best first.
+inline constexpr const char* captionFontFamilies = "Helvetica Neue,Nimbus Sans,sans-serif";
+
+/// A page bitmap being drawn. Not thread-safe: one thread draws at a time, though that may be
+/// a different thread for every call.
+class PageCanvas {
+public:
+    /// A page of `width` × `height` pixels filled with `background` (components clamped to
+    /// 0...1, NaN as 0). Throws `TesselError::cannotCreateContext` when no such bitmap can be
+    /// made.
+    PageCanvas(std::int64_t width, std::int64_t height, SheetColor background);
+    PageCanvas(const PageCanvas&) = delete;
+    PageCanvas& operator=(const PageCanvas&) = delete;
+
+    /// Scales `image` into `imageFrame` (whole for `fit`, covering for `fill`), centred and
+    /// clipped to the frame, with smooth interpolation.
+    void drawImage(const Bitmap& image, const SheetRect& imageFrame, SheetFit fit);
+
+    /// Sets `text` on one line in `band`: the recipe's caption font size, colour and
+    /// alignment, truncated at the end with "…", clipped to the band. Empty text draws
+    /// nothing.
+    void drawCaption(std::string_view text, const SheetRect& band, const SheetRecipe& recipe);
+
+    /// The finished page; the canvas is spent afterwards. Throws
+    /// `TesselError::cannotCreateContext` when drawing went wrong.
+    Bitmap finish();
+
+private:
+    /// `rect` in cairo's top-left device space.
+    SheetRect toDevice(const SheetRect& rect) const;
+
+    Bitmap bitmap_;
+    CairoSurface surface_;
+    CairoContext context_;
+};
+
+/// Clamps a colour component to 0...1; NaN becomes 0.
+double clampedComponent(double value);
+
+}  // namespace tessel::detail

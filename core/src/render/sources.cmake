@@ -1,0 +1,3 @@
+target_sources(tessel_core PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/Render.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RenderJob.cpp)

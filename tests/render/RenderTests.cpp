@@ -1,0 +1,180 @@
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <qpdf/qpdf-c.h>
+
+#include "tessel/Render.hpp"
+#include "tessel/TesselError.hpp"
+
+#include "GeneratedImages.hpp"
+#include "render/RenderDriver.hpp"
+
+namespace tessel {
+namespace {
+
+using testing::ScratchFolder;
+using testing::solidImage;
+using Bytes = std::vector<std::uint8_t>;
+
+SheetInput inputFor(const std::filesystem::path& file, std::int64_t width, std::int64_t height) {
+    SheetImageInfo info;
+    info.width = width;
+    info.height = height;
+    return {file, info};
+}
+
+/// `count` small JPEGs of different colours, named photo-1.jpg, photo-2.jpg, ...
+std::vector<SheetInput> photos(const ScratchFolder& folder, int count) {
+    std::vector<SheetInput> inputs;
+    for (int i = 1; i <= count; ++i) {
+        const auto file = folder / ("photo-" + std::to_string(i) + ".jpg");
+        const double shade = 255.0 * i / count;
+        const int width = i % 2 == 0 ? 600 : 400;
+        save(solidImage(width, 500, {shade, 255 - shade, 90}), file);
+        inputs.push_back(inputFor(file, width, 500));
+    }
+    return inputs;
+}
+
+bool isPNG(const Bytes& bytes) {
+    return bytes.size() > 8 && bytes[0] == 0x89 && bytes[1] == 'P' && bytes[2] == 'N' &&
+           bytes[3] == 'G';
+}
+
+bool isJPEG(const Bytes& bytes) {
+    return bytes.size() > 3 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF;
+}
+
+/// The page count qpdf reads from a document; -1 when it cannot read it.
+int pdfPageCount(const Bytes& pdf) {
+    qpdf_data document = qpdf_init();
+    int count = -1;
+    if (qpdf_read_memory(document, "render", reinterpret_cast<const char*>(pdf.data()), pdf.size(),
+                         nullptr) == QPDF_SUCCESS)
+        count = qpdf_get_num_pages(document);
+    qpdf_cleanup(&document);
+    return count;
+}
+
+TesselError renderError(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
+                        int workers = 2) {
+    try {
+        detail::renderWithWorkers(inputs, recipe, {}, workers);
+    } catch (const TesselError& error) {
+        return error;
+    }
+    ADD_FAILURE() << "the render succeeded";
+    return TesselError::destinationExists();
+}
+
+TEST(Render, ThirteenPhotosOnTheContactPresetMakeTwoPages) {
+    ScratchFolder folder;
+    const auto inputs = photos(folder, 13);
+    const SheetRecipe contact = recipe(SheetPreset::contact);
+
+    const SheetRenderResult result = TesselRenderer::render(inputs, contact);
+    ASSERT_EQ(result.pages.size(), 2u);
+    EXPECT_TRUE(isPNG(result.pages[0]));
+    EXPECT_TRUE(isPNG(result.pages[1]));
+    EXPECT_EQ(pdfPageCount(result.pdf), 2);
+    EXPECT_EQ(result.itemCount, 13);
+    EXPECT_EQ(result.pageSize, (SheetSize{1240, 1754}));
+    EXPECT_EQ(result.pdfPageSize, contact.pdfPageSize());
+
+    SheetRecipe asPNG = contact;
+    asPNG.output = SheetOutputFormat::png;
+    EXPECT_EQ(TesselRenderer::render(inputs, asPNG).pages, result.pages);
+
+    SheetRecipe asJPEG = contact;
+    asJPEG.output = SheetOutputFormat::jpeg;
+    const SheetRenderResult jpeg = TesselRenderer::render(inputs, asJPEG);
+    ASSERT_EQ(jpeg.pages.size(), 2u);
+    EXPECT_TRUE(isJPEG(jpeg.pages[0]));
+    EXPECT_TRUE(isJPEG(jpeg.pages[1]));
+    EXPECT_EQ(pdfPageCount(jpeg.pdf), 2);
+}
+
+TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
+    ScratchFolder folder;
+    auto inputs = photos(folder, 14);
+    for (auto& input : inputs) input.info.cameraModel = "A camera model name long enough to be cut";
+    SheetRecipe r = recipe(SheetPreset::proof);
+    r.fit = SheetFit::fill;
+    r.spacing = 0;
+    r.rows = 2;
+    r.caption = SheetCaption::camera;
+
+    const auto single = detail::renderWithWorkers(inputs, r, {}, 1);
+    EXPECT_EQ(single.pages.size(), 2u);
+    for (int workers : {2, 3, 8}) {
+        const auto several = detail::renderWithWorkers(inputs, r, {}, workers);
+        EXPECT_TRUE(several == single) << workers << " workers";
+    }
+}
+
+TEST(Render, FailsInTheOrderOfItsSteps) {
+    ScratchFolder folder;
+    auto inputs = photos(folder, 13);
+    const SheetRecipe contact = recipe(SheetPreset::contact);
+    SheetRecipe impossible = contact;
+    impossible.margin = 1000;
+
+    EXPECT_EQ(renderError({}, impossible), TesselError::noImages());
+    EXPECT_EQ(renderError(inputs, impossible), TesselError::invalidLayout());
+
+    // Missing files on both pages: the first in sheet order is named, whichever worker
+    // reached its file first.
+    inputs[12].url = folder / "gone-late.jpg";
+    inputs[4].url = folder / "gone-early.png";
+    for (int workers : {1, 2, 4})
+        EXPECT_EQ(renderError(inputs, contact, workers), TesselError::cannotRead("gone-early.png"));
+
+    // A truncated file is unreadable too, never drawn half grey.
+    save(solidImage(1600, 1200, {200, 40, 40}), folder / "cut.jpg", "[Q=95]");
+    testing::truncateFile(folder / "cut.jpg", 5000);
+    inputs[4] = inputFor(folder / "cut.jpg", 1600, 1200);
+    EXPECT_EQ(renderError(inputs, contact), TesselError::cannotRead("cut.jpg"));
+}
+
+TEST(Render, ReportsProgressOnTheCallingThreadInOrder) {
+    ScratchFolder folder;
+    const auto inputs = photos(folder, 7);
+    SheetRecipe r = recipe(SheetPreset::contact);
+    r.columns = 1;
+    r.rows = 2;
+
+    const auto caller = std::this_thread::get_id();
+    std::vector<std::pair<std::int64_t, std::int64_t>> calls;
+    const auto withProgress = detail::renderWithWorkers(
+        inputs, r,
+        [&](std::int64_t done, std::int64_t count) {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            calls.emplace_back(done, count);
+        },
+        2);
+    const std::vector<std::pair<std::int64_t, std::int64_t>> expected{
+        {1, 4}, {2, 4}, {3, 4}, {4, 4}};
+    EXPECT_EQ(calls, expected);
+    EXPECT_TRUE(withProgress == detail::renderWithWorkers(inputs, r, {}, 1));
+}
+
+TEST(Render, StopsWhenTheProgressHandlerThrows) {
+    ScratchFolder folder;
+    const auto inputs = photos(folder, 6);
+    SheetRecipe r = recipe(SheetPreset::contact);
+    r.columns = 1;
+    r.rows = 1;
+    int calls = 0;
+    EXPECT_THROW(detail::renderWithWorkers(
+                     inputs, r,
+                     [&](std::int64_t, std::int64_t) {
+                         ++calls;
+                         throw std::runtime_error("cancelled");
+                     },
+                     2),
+                 std::runtime_error);
+    EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
+}  // namespace tessel
