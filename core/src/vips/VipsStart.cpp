@@ -28,6 +28,9 @@ void ensureVipsStarted() {
         // Only the trusted photo loaders may touch user files: ImageMagick, PDF, SVG and the
         // scientific formats stay out of reach even when a file's bytes look like them.
         vips_block_untrusted_set(TRUE);
+        // Renders decode several images at once, each on its own worker thread; libvips's own
+        // thread pool would only compete with them for the same cores.
+        vips_concurrency_set(1);
         // Inspection and drawing open each file once; a cache would only hold memory and could
         // serve a stale header after the file changed on disk.
         vips_cache_set_max(0);
