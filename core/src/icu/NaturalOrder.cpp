@@ -14,9 +14,13 @@ namespace tessel {
 namespace {
 
 std::unique_ptr<icu::Collator> makeCollator() {
+    // The C and POSIX locales map to en_US_POSIX, whose collation is byte order with upper
+    // case first; a file browser sorts names the same in any locale without a language, so
+    // those get the root collation.
+    icu::Locale locale = icu::Locale::getDefault();
+    if (std::string_view(locale.getVariant()) == "POSIX") locale = icu::Locale::getRoot();
     UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::Collator> collator(
-        icu::Collator::createInstance(icu::Locale::getDefault(), status));
+    std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(locale, status));
     if (U_FAILURE(status) || !collator) {
         status = U_ZERO_ERROR;
         collator.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
