@@ -138,12 +138,14 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
     return command;
 }
 
-std::string presetHelp() {
-    std::string text = "Built-in layout:";
-    for (const auto& [preset, title] : presetTitles)
-        text += std::string(" ") + std::string(rawValue(preset)) + " (" + std::string(title) + ")";
-    return text + "; default contact";
-}
+// Option lines show the value's form only; CLI11 would also list exclusions and repeat marks.
+class HelpFormatter : public CLI::Formatter {
+public:
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string& type = option->get_type_name();
+        return type.empty() ? std::string() : " " + type;
+    }
+};
 
 template <class E>
 std::string choicesHelp(std::string_view what) {
@@ -228,7 +230,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         "Lays out photographs as printable sheets: contact sheets, portfolios, proof "
         "grids and square grids.",
         "tessel-sheet");
-    app.get_formatter()->column_width(34);
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.get_formatter()->column_width(26);
     app.footer(std::string(examples));
 
     SheetCommand command;
@@ -250,45 +253,37 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     constexpr const char* other = "Other actions";
 
     app.add_option("IMAGE", command.images,
-                   "Image files or folders, in sheet order; - reads one image from standard "
-                   "input")
+                   "Image files and folders in sheet order; - reads an image from stdin")
         ->type_name("");
-    CLI::Option* preset = text("--preset", raw.preset, presetHelp(), "NAME", sheet);
+    CLI::Option* preset = text("--preset", raw.preset,
+                               "contact (default), portfolio, proof or square", "NAME", sheet);
     CLI::Option* recipe =
-        app.add_option("--recipe", recipeFile, "A recipe in JSON that replaces the preset's")
+        app.add_option("--recipe", recipeFile, "Recipe JSON to use instead of a preset")
             ->type_name("FILE")
             ->group(sheet);
     CLI::Option* layout =
-        app.add_option("--layout", layoutName,
-                       "A saved layout of the desktop application, by name, that replaces the "
-                       "preset's recipe (see --list-presets)")
+        app.add_option("--layout", layoutName, "Saved layout to use instead of a preset")
             ->type_name("NAME")
             ->group(sheet);
     preset->excludes(recipe)->excludes(layout);
     recipe->excludes(layout);
     CLI::Option* output =
-        app.add_option("--output-dir", outputDir,
-                       "Write into this folder (made when missing) instead of a new folder in the "
-                       "cache; existing files are never replaced")
+        app.add_option("--output-dir", outputDir, "Write here instead of a new folder in the cache")
             ->type_name("DIR")
             ->group(sheet);
-    app.add_option("--name", command.baseName,
-                   "Base name of the written files; blank means \"Contact Sheet\"")
+    app.add_option("--name", command.baseName, "Base name of the files (default \"Contact Sheet\")")
         ->type_name("BASE")
         ->group(sheet);
     app.add_option("--stdin-name", command.stdinName,
-                   "File name for the image read from standard input (default \"image\"); it "
-                   "is stored under this name in the output folder")
+                   "Name under which stdin's image is stored (default \"image\")")
         ->type_name("NAME")
         ->group(sheet);
-    text("--sort", raw.sort, "Reorder the images: filename or date (taken, undated first)", "ORDER",
-         sheet);
+    text("--sort", raw.sort, "Reorder by filename or date (taken; undated first)", "ORDER", sheet);
 
     text("--paper", raw.paper, choicesHelp<SheetPaper>("Paper"), "PAPER", fields);
     text("--orientation", raw.orientation, choicesHelp<SheetOrientation>("Orientation"), "WAY",
          fields);
-    text("--size", raw.size, "Custom page size in pixels, e.g. 2480x3508; sets custom paper", "WxH",
-         fields);
+    text("--size", raw.size, "Custom page in pixels, e.g. 2480x3508", "WxH", fields);
     text("--columns", raw.columns, "Cells across a page, 1 to 1000", "N", fields);
     text("--rows", raw.rows, "Cells down a page, 1 to 1000", "N", fields);
     text("--margin", raw.margin, "Border around the page in pixels", "PX", fields);
@@ -304,13 +299,11 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     text("--quality", raw.quality, "JPEG quality from 0 to 1", "Q", fields);
 
     CLI::Option* inspect =
-        app.add_option("--inspect", inspectFiles,
-                       "Instead of a sheet, print one JSON line per image: size, frame count, "
-                       "file size, date taken, camera")
+        app.add_option("--inspect", inspectFiles, "Print what each image holds as JSON lines")
             ->type_name("FILE...")
             ->group(other);
     CLI::Option* list =
-        app.add_flag("--list-presets", listPresets, "Print the presets and the saved layouts")
+        app.add_flag("--list-presets", listPresets, "Print the presets and saved layouts")
             ->group(other);
     inspect->excludes(list);
     app.set_version_flag("--version", "tessel-sheet " + std::string(toolVersion()),

@@ -1,5 +1,8 @@
 // Reading the command line: option values, usage errors and their exit status.
 
+#include <algorithm>
+#include <fstream>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -13,9 +16,10 @@
 namespace tessel::cli {
 namespace {
 
-ParsedCommandLine parse(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "tessel-sheet");
-    return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+ParsedCommandLine parse(std::initializer_list<const char*> arguments) {
+    std::vector<const char*> argv(arguments.size() + 1, "tessel-sheet");
+    std::copy(arguments.begin(), arguments.end(), argv.begin() + 1);
+    return parseCommandLine(static_cast<int>(argv.size()), argv.data());
 }
 
 TEST(CommandLine, ColoursAndSizes) {

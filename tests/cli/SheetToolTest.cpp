@@ -1,6 +1,8 @@
 // tessel-sheet making sheets: presets, formats, folders, standard input and failures.
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
