@@ -1,5 +1,6 @@
 #include "ToolRun.hpp"
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -62,6 +63,11 @@ ToolResult ToolSandbox::run(const std::vector<std::string>& arguments,
             continue;
         environment.push_back(entry);
     }
+    // Sanitizer builds of the tool would otherwise fail at exit on fontconfig's caches; a
+    // setting given by whoever runs the tests wins.
+    if (!std::getenv("LSAN_OPTIONS"))
+        environment.push_back("LSAN_OPTIONS=print_suppressions=0:suppressions=" +
+                              std::string(TESSEL_LSAN_SUPPRESSIONS));
     environment.push_back("HOME=" + (root_ / "home").string());
     environment.push_back("XDG_CACHE_HOME=" + cacheHome().string());
     environment.push_back("XDG_DATA_HOME=" + dataHome().string());
