@@ -41,7 +41,7 @@ private:
     int fd_;
 };
 
-/// Removes the temporary file unless the run has taken it over.
+// Removes the temporary name on every path; once linked, the file lives on under its final name.
 class TemporaryFile {
 public:
     explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}
@@ -61,14 +61,20 @@ private:
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-std::string readAll(const fs::path& file) {
+std::string readRecipeFile(const fs::path& file) {
+    const auto fail = [&] {
+        const int error = errno;
+        throw UsageError("--recipe: cannot read " + file.string() +
+                         (error != 0 ? ": " + std::generic_category().message(error) : ""));
+    };
+    errno = 0;
     std::ifstream in(file, std::ios::binary);
-    if (!in) throw UsageError("--recipe: cannot read " + file.string());
+    if (!in) fail();
     std::string text;
     char buffer[16384];
     while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
         text.append(buffer, static_cast<std::size_t>(in.gcount()));
-    if (in.bad()) throw UsageError("--recipe: cannot read " + file.string());
+    if (in.bad()) fail();
     return text;
 }
 
@@ -187,7 +193,7 @@ int makeSheet(const SheetCommand& command, Console& console) {
 SheetRecipe resolveRecipe(const SheetCommand& command) {
     SheetRecipe result = recipe(command.preset.value_or(SheetPreset::contact));
     if (command.recipeFile) {
-        const std::string text = readAll(*command.recipeFile);
+        const std::string text = readRecipeFile(*command.recipeFile);
         try {
             result = decodeRecipeJSON(text);
         } catch (const RecipeDecodingError& e) {
