@@ -212,13 +212,13 @@ fs::path newOutputFolder() {
     uuid_generate_random(id);
     char text[37];
     uuid_unparse_upper(id, text);
-    const fs::path folder = cacheFolder() / "com.orvane.Tessel" / "Shortcuts" / text;
+    fs::path folder = cacheFolder() / "com.orvane.Tessel" / "Shortcuts" / text;
     fs::create_directories(folder);
     return folder;
 }
 
 fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std::string& name) {
-    const fs::path target = folder / name;
+    fs::path target = folder / name;
     std::string pattern = (folder / ("." + name + ".XXXXXX")).string();
     FileDescriptor fd(mkstemp(pattern.data()));
     if (fd.get() < 0) throwErrno("Could not store standard input in " + folder.string());
