@@ -1,0 +1,273 @@
+#include "SheetRun.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <istream>
+#include <ostream>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <pwd.h>
+#include <unistd.h>
+#include <uuid/uuid.h>
+
+#include "tessel/ImageFiles.hpp"
+#include "tessel/Inspection.hpp"
+#include "tessel/Render.hpp"
+#include "tessel/SavedLayouts.hpp"
+#include "tessel/TesselError.hpp"
+
+#include "Listing.hpp"
+
+namespace tessel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&&) = delete;
+    ~FileDescriptor() { close(); }
+
+    int get() const { return fd_; }
+    /// Closes now; false when closing reported an error (a write that did not land).
+    bool close() { return fd_ < 0 || ::close(std::exchange(fd_, -1)) == 0; }
+
+private:
+    int fd_;
+};
+
+// Removes the temporary name on every path; once linked, the file lives on under its final name.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        std::error_code ec;
+        fs::remove(path_, ec);
+    }
+    const fs::path& path() const { return path_; }
+
+private:
+    fs::path path_;
+};
+
+[[noreturn]] void throwErrno(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string readRecipeFile(const fs::path& file) {
+    const auto fail = [&] {
+        const int error = errno;
+        throw UsageError("--recipe: cannot read " + file.string() +
+                         (error != 0 ? ": " + std::generic_category().message(error) : ""));
+    };
+    errno = 0;
+    std::ifstream in(file, std::ios::binary);
+    if (!in) fail();
+    std::string text;
+    char buffer[16384];
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+        text.append(buffer, static_cast<std::size_t>(in.gcount()));
+    if (in.bad()) fail();
+    return text;
+}
+
+SheetRecipe savedLayoutRecipe(const std::string& name) {
+    const std::vector<SavedLayout> layouts = loadSavedLayouts(layoutsFileLocation());
+    for (const SavedLayout& layout : layouts)
+        if (layout.name == name) return layout.recipe;
+    std::string message = "--layout: no saved layout is named '" + name + "'; ";
+    if (layouts.empty()) throw UsageError(message + "there are no saved layouts");
+    message += "saved layouts:";
+    for (const SavedLayout& layout : layouts) message += " '" + layout.name + "'";
+    throw UsageError(message);
+}
+
+fs::path homeFolder() {
+    if (const char* home = std::getenv("HOME"); home && *home) return home;
+    if (const passwd* entry = getpwuid(getuid()); entry && entry->pw_dir) return entry->pw_dir;
+    return "/";
+}
+
+fs::path cacheFolder() {
+    if (const char* cache = std::getenv("XDG_CACHE_HOME"); cache && *cache == '/') return cache;
+    return homeFolder() / ".cache";
+}
+
+class Progress {
+public:
+    Progress(Console& console, const char* label) : console_(console), label_(label) {}
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress() {
+        if (shown_) console_.err << "\n" << std::flush;
+    }
+
+    void operator()(std::int64_t done, std::int64_t total) {
+        if (!console_.showProgress) return;
+        shown_ = true;
+        console_.err << "\r\33[K" << label_ << " " << done << "/" << total << std::flush;
+    }
+
+private:
+    Console& console_;
+    const char* label_;
+    bool shown_ = false;
+};
+
+std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path& folder,
+                                    std::istream& in) {
+    std::vector<fs::path> files;
+    std::optional<fs::path> fromStdin;
+    for (const std::string& argument : command.images) {
+        if (argument == "-") {
+            // Standard input holds one image; naming it twice means the same image twice.
+            if (!fromStdin) fromStdin = storeStandardInput(in, folder, command.stdinName);
+            files.push_back(*fromStdin);
+            continue;
+        }
+        std::error_code ec;
+        if (fs::is_directory(argument, ec)) {
+            for (fs::path& file : imageFiles({argument})) files.push_back(std::move(file));
+        } else {
+            files.emplace_back(argument);
+        }
+    }
+    return files;
+}
+
+int makeSheet(const SheetCommand& command, Console& console) {
+    const SheetRecipe sheetRecipe = resolveRecipe(command);
+
+    // The folder comes before anything that can fail, so a failed run leaves it behind as a
+    // record, and whatever was stored from standard input stays in it.
+    fs::path folder;
+    if (command.outputDir) {
+        folder = fs::absolute(*command.outputDir);
+        fs::create_directories(folder);
+    } else {
+        folder = newOutputFolder();
+    }
+
+    const std::vector<fs::path> files = resolveInputs(command, folder, console.in);
+    std::vector<SheetInput> inputs;
+    inputs.reserve(files.size());
+    {
+        Progress progress(console, "Inspecting images");
+        for (const fs::path& file : files) {
+            inputs.push_back({file, TesselRenderer::inspect(file)});
+            progress(static_cast<std::int64_t>(inputs.size()),
+                     static_cast<std::int64_t>(files.size()));
+        }
+    }
+    if (command.order == ImageOrder::filename) sortByFilename(inputs);
+    if (command.order == ImageOrder::date) sortByDate(inputs);
+
+    SheetRenderResult result;
+    {
+        Progress progress(console, "Drawing pages");
+        result = TesselRenderer::render(
+            inputs, sheetRecipe,
+            [&](std::int64_t done, std::int64_t total) { progress(done, total); });
+    }
+    const std::vector<fs::path> written =
+        TesselRenderer::write(result, folder, command.baseName, sheetRecipe);
+
+    if (written.size() == 1)
+        console.out << "Created a contact sheet.\n";
+    else
+        console.out << "Created " << written.size() << " contact sheet pages.\n";
+    for (const fs::path& file : written) console.out << fs::absolute(file).string() << "\n";
+    console.out << std::flush;
+    return 0;
+}
+
+}  // namespace
+
+SheetRecipe resolveRecipe(const SheetCommand& command) {
+    SheetRecipe result = recipe(command.preset.value_or(SheetPreset::contact));
+    if (command.recipeFile) {
+        const std::string text = readRecipeFile(*command.recipeFile);
+        try {
+            result = decodeRecipeJSON(text);
+        } catch (const RecipeDecodingError& e) {
+            throw UsageError("--recipe: " + command.recipeFile->string() +
+                             " is not a recipe: " + e.what());
+        }
+    } else if (command.layoutName) {
+        result = savedLayoutRecipe(*command.layoutName);
+    }
+    applyOverrides(command.overrides, result);
+    return result;
+}
+
+fs::path newOutputFolder() {
+    uuid_t id;
+    uuid_generate_random(id);
+    char text[37];
+    uuid_unparse_upper(id, text);
+    fs::path folder = cacheFolder() / "com.orvane.Tessel" / "Shortcuts" / text;
+    fs::create_directories(folder);
+    return folder;
+}
+
+fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std::string& name) {
+    fs::path target = folder / name;
+    std::string pattern = (folder / ("." + name + ".XXXXXX")).string();
+    FileDescriptor fd(mkstemp(pattern.data()));
+    if (fd.get() < 0) throwErrno("Could not store standard input in " + folder.string());
+    const TemporaryFile temporary(pattern);
+
+    char buffer[65536];
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+        const char* data = buffer;
+        auto left = static_cast<std::size_t>(in.gcount());
+        while (left > 0) {
+            const ssize_t n = ::write(fd.get(), data, left);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) throwErrno("Could not write " + target.string());
+            data += n;
+            left -= static_cast<std::size_t>(n);
+        }
+    }
+    if (in.bad())
+        throw std::system_error(EIO, std::generic_category(), "Could not read standard input");
+    if (fsync(fd.get()) != 0 || !fd.close()) throwErrno("Could not write " + target.string());
+    // A hard link publishes the finished file under its name in one step and, unlike a
+    // rename, refuses to replace a file that is already there.
+    if (::link(temporary.path().c_str(), target.c_str()) != 0) {
+        if (errno == EEXIST) throw TesselError::destinationExists();
+        throwErrno("Could not write " + target.string());
+    }
+    return target;
+}
+
+int run(const SheetCommand& command, Console& console) {
+    try {
+        switch (command.action) {
+            case SheetCommand::Action::sheet: return makeSheet(command, console);
+            case SheetCommand::Action::inspect: return printInspection(command, console);
+            case SheetCommand::Action::listPresets: return printPresets(console);
+        }
+    } catch (const UsageError& e) {
+        console.err << "tessel-sheet: " << e.what()
+                    << "\nRun tessel-sheet --help for the options.\n";
+        return 2;
+    } catch (const TesselError& e) {
+        console.err << e.errorDescription() << "\n";
+    } catch (const fs::filesystem_error& e) {
+        console.err << "Could not create " << e.path1().string() << ": " << e.code().message()
+                    << ".\n";
+    } catch (const std::exception& e) {
+        console.err << e.what() << "\n";
+    }
+    return 1;
+}
+
+}  // namespace tessel::cli

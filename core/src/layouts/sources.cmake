@@ -1,0 +1,1 @@
+target_sources(tessel_core PRIVATE ${CMAKE_CURRENT_LIST_DIR}/SavedLayouts.cpp)
