@@ -21,6 +21,7 @@
 #
 # Needs: libvips-tools, libjpeg-turbo-progs, libimage-exiftool-perl (scripts/install-deps.sh).
 # Network: only 'apt-get download' of four Debian packages.
+# shellcheck disable=SC2016 # the bash -c scripts expand their own arguments
 set -euo pipefail
 
 count=${1:-48}
@@ -41,9 +42,10 @@ for tool in vips vipsheader cjpeg jpegtran exiftool apt-get dpkg; do
   command -v "$tool" >/dev/null || { echo "make-corpus: $tool is missing (scripts/install-deps.sh)" >&2; exit 1; }
 done
 
-existing=$(find "$out" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | wc -l)
-if [ "$existing" -ge "$count" ] && [ -f "$root/MANIFEST.tsv" ]; then
-  echo "make-corpus: $existing files already in $out"
+listed=0
+[ -f "$root/MANIFEST.tsv" ] && listed=$(($(wc -l <"$root/MANIFEST.tsv") - 1))
+if [ "$listed" -ge "$count" ]; then
+  echo "make-corpus: $listed files already in $out"
   exit 0
 fi
 
@@ -127,7 +129,7 @@ realCount=${#realFiles[@]}
 #    the 38th are mirrored so their content differs, and the first four of those are cut as
 #    portraits. Portraits are stored turned 90 degrees (6000 x 4000) with Orientation 6.
 derive() {
-  local k=$1 src=$2 out=$3 realCount=$4
+  local k=$1 src=$2
   local name t w h portrait=0 mirror=0 W H cur orientation=1
   name=$(printf '%03d_%s' "$k" "$(basename "$src" | sed 's/^[0-9]*_//')")
   [ -s "$out/$name" ] && return 0
@@ -158,7 +160,7 @@ derive() {
 # 4. Files past 48: lossless jpegtran transforms of file ((k-1) mod 48) + 1, variant
 #    (k-1) div 48, so every name and (up to variant 7) every content is distinct.
 vary() {
-  local k=$1 out=$2
+  local k=$1
   local base=$(((k - 1) % 48 + 1)) variant=$(((k - 1) / 48))
   local src name
   src=$(compgen -G "$out/$(printf '%03d' "$base")_*.jpg" | head -1)
@@ -170,20 +172,21 @@ vary() {
   mv "$out/.$name.tmp" "$out/$name"
 }
 export -f derive vary
+export out realCount
 
 jobs=$(nproc)
 firstCount=$((count < 48 ? count : 48))
 echo "make-corpus: $realCount real photographs; deriving $firstCount 24 MP files ($jobs at a time)"
 for k in $(seq 1 "$firstCount"); do
   echo "$k ${realFiles[$(((k - 1) % realCount))]}"
-done | xargs -P "$jobs" -L 1 bash -c 'set -eu; derive "$0" "$1" "'"$out"'" '"$realCount"
+done | xargs -P "$jobs" -L 1 bash -c 'set -eu; derive "$0" "$1"'
 
 if [ "$count" -gt 48 ]; then
   # Variants need all 48 originals, whatever was asked before.
   for k in $(seq "$firstCount" 47); do echo "$((k + 1)) ${realFiles[$((k % realCount))]}"; done |
-    xargs -r -P "$jobs" -L 1 bash -c 'set -eu; derive "$0" "$1" "'"$out"'" '"$realCount"
+    xargs -r -P "$jobs" -L 1 bash -c 'set -eu; derive "$0" "$1"'
   echo "make-corpus: making $((count - 48)) lossless variants"
-  seq 49 "$count" | xargs -P "$jobs" -I{} bash -c 'set -eu; vary {} "'"$out"'"'
+  seq 49 "$count" | xargs -P "$jobs" -L 1 bash -c 'set -eu; vary "$0"'
 fi
 
 # 5. Manifest of everything present.
