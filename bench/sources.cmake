@@ -7,10 +7,17 @@ target_include_directories(tessel_bench_stages PRIVATE ${PROJECT_SOURCE_DIR}/cor
 target_link_libraries(tessel_bench_stages PRIVATE tessel_core benchmark::benchmark)
 tessel_warnings(tessel_bench_stages)
 
-# A stage is timed only once its area of the core is part of the build.
-foreach(stage vips draw encode)
-  if(EXISTS ${PROJECT_SOURCE_DIR}/core/src/${stage}/sources.cmake)
-    string(TOUPPER ${stage} upper)
+# A stage is timed only once its part of the core has landed.
+foreach(stage vips/Decode draw/PageDrawing encode/Encode)
+  if(EXISTS ${PROJECT_SOURCE_DIR}/core/src/${stage}.cpp)
+    string(REGEX REPLACE "/.*" "" area ${stage})
+    string(TOUPPER ${area} upper)
     target_compile_definitions(tessel_bench_stages PRIVATE TESSEL_BENCH_HAS_${upper}=1)
   endif()
 endforeach()
+
+# The page-drawing header names cairo and Pango types.
+if(EXISTS ${PROJECT_SOURCE_DIR}/core/src/draw/PageDrawing.cpp)
+  pkg_check_modules(BENCH_CAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)
+  target_link_libraries(tessel_bench_stages PRIVATE PkgConfig::BENCH_CAIRO)
+endif()

@@ -220,7 +220,11 @@ void decodeOne(benchmark::State& state) {
     }
     state.counters["decode_px"] = static_cast<double>(in.decodeSize);
 }
-BENCHMARK(decodeOne)->Name("decode/upright_24MP_jpeg")->Unit(benchmark::kMillisecond);
+BENCHMARK(decodeOne)
+    ->Name("decode/upright_24MP_jpeg")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 #endif
 
 #if TESSEL_BENCH_HAS_DRAW
@@ -236,7 +240,11 @@ void drawOnePage(benchmark::State& state) {
     }
     state.counters["images"] = static_cast<double>(contactPageItems);
 }
-BENCHMARK(drawOnePage)->Name("draw/page_of_12")->Unit(benchmark::kMillisecond);
+BENCHMARK(drawOnePage)
+    ->Name("draw/page_of_12")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 #endif
 
 #if TESSEL_BENCH_HAS_ENCODE
@@ -254,7 +262,11 @@ void encodePng(benchmark::State& state) {
     }
     state.counters["bytes"] = static_cast<double>(bytes);
 }
-BENCHMARK(encodePng)->Name("encode/png_page")->Unit(benchmark::kMillisecond);
+BENCHMARK(encodePng)
+    ->Name("encode/png_page")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 
 void assemblePdf(benchmark::State& state) {
     const Inputs& in = inputs();
@@ -264,7 +276,11 @@ void assemblePdf(benchmark::State& state) {
     }
     state.counters["pages"] = static_cast<double>(in.encodedPages.size());
 }
-BENCHMARK(assemblePdf)->Name("pdf/from_encoded_4_pages")->Unit(benchmark::kMillisecond);
+BENCHMARK(assemblePdf)
+    ->Name("pdf/from_encoded_4_pages")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 
 void assemblePdfFromBitmaps(benchmark::State& state) {
     const Inputs& in = inputs();
@@ -275,7 +291,11 @@ void assemblePdfFromBitmaps(benchmark::State& state) {
     }
     state.counters["pages"] = static_cast<double>(pages.size());
 }
-BENCHMARK(assemblePdfFromBitmaps)->Name("pdf/from_bitmaps_4_pages")->Unit(benchmark::kMillisecond);
+BENCHMARK(assemblePdfFromBitmaps)
+    ->Name("pdf/from_bitmaps_4_pages")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 #endif
 
 }  // namespace
