@@ -24,14 +24,17 @@ struct PageImage {
 [[noreturn]] void fail() { throw TesselError::cannotCreateContext(); }
 
 // A PNG's IDAT data is exactly a PDF Flate stream with the PNG predictors, so an 8-bit,
-// non-interlaced gray or RGB PNG goes into the PDF without being decoded.
+// non-interlaced gray or RGB PNG goes into the PDF without being decoded. The image borrows
+// the chunks from `png`, which must outlive the document.
 std::optional<PdfImageData> embeddablePNG(std::span<const std::uint8_t> png) {
     auto parts = readPNGParts(png);
     if (!parts || parts->bitDepth != 8 || parts->interlace != 0 ||
         (parts->colorType != 0 && parts->colorType != 2))
         return std::nullopt;
-    return PdfImageData{PdfImageData::Filter::flatePng, parts->width, parts->height,
-                        parts->colorType == 2 ? 3 : 1, std::move(parts->imageData)};
+    PdfImageData image{PdfImageData::Filter::flatePng, parts->width, parts->height,
+                       parts->colorType == 2 ? 3 : 1, {}, {}};
+    for (const auto chunk : parts->imageData) image.borrowed.push_back({chunk.data(), chunk.size()});
+    return image;
 }
 
 PdfImageData flateImage(std::int64_t width, std::int64_t height, PngColor color,
@@ -40,6 +43,10 @@ PdfImageData flateImage(std::int64_t width, std::int64_t height, PngColor color,
     if (!png) fail();
     auto image = embeddablePNG(*png);
     if (!image) fail();
+    // The PNG is dropped here, so the image keeps its own copy of the samples.
+    for (const auto& piece : image->borrowed)
+        image->owned.append(reinterpret_cast<const char*>(piece.bytes), piece.size);
+    image->borrowed.clear();
     return std::move(*image);
 }
 
@@ -91,9 +98,9 @@ PageImage pageFromEncoded(const std::vector<std::uint8_t>& bytes) {
     if (auto decoded = decodePNG(bytes)) return pageFromDecodedPNG(*decoded);
     const auto frame = readJPEGFrame(bytes);
     if (!frame || (frame->components != 1 && frame->components != 3)) fail();
-    return {PdfImageData{PdfImageData::Filter::dct, frame->width, frame->height, frame->components,
-                         std::string(bytes.begin(), bytes.end())},
-            std::nullopt};
+    PdfImageData image{PdfImageData::Filter::dct, frame->width, frame->height, frame->components, {}, {}};
+    image.borrowed.push_back({bytes.data(), bytes.size()});
+    return {std::move(image), std::nullopt};
 }
 
 // Numbers in content streams and arrays: at most four decimals, no exponent, whatever the
@@ -120,8 +127,8 @@ std::vector<std::uint8_t> assemble(const std::vector<Page>& pages, SheetSize siz
         // Each page's image is made just before it is added so only one uncompressed page
         // is alive at a time.
         for (const auto& page : pages) {
-            const PageImage image = makeImage(page);
-            builder.addPage(width, height, image.color, image.alpha ? &*image.alpha : nullptr);
+            PageImage image = makeImage(page);
+            builder.addPage(width, height, std::move(image.color), std::move(image.alpha));
         }
         return builder.finish();
     } catch (const TesselError&) {

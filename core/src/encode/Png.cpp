@@ -137,7 +137,7 @@ std::optional<PngParts> readPNGParts(std::span<const std::uint8_t> png) {
             parts.colorType = data[9];
             parts.interlace = data[12];
         } else if (std::memcmp(type, "IDAT", 4) == 0) {
-            parts.imageData.append(reinterpret_cast<const char*>(data), length);
+            if (length > 0) parts.imageData.emplace_back(data, length);
         } else if (std::memcmp(type, "IEND", 4) == 0) {
             sawEnd = true;
         }

@@ -33,15 +33,15 @@ struct RgbaImage {
 /// Decodes any PNG to 8-bit RGBA. Nothing when it is not a readable PNG.
 std::optional<RgbaImage> decodePNG(std::span<const std::uint8_t> png);
 
-/// The header fields of a PNG and its IDAT chunks' data joined, i.e. the zlib stream of
-/// filtered rows.
+/// The header fields of a PNG and where its IDAT chunks' data lie in the file; joined, they
+/// are the zlib stream of filtered rows.
 struct PngParts {
     std::int64_t width = 0;
     std::int64_t height = 0;
     int bitDepth = 0;
     int colorType = 0;  ///< 0 gray, 2 RGB, 3 palette, 4 gray + alpha, 6 RGBA
     int interlace = 0;
-    std::string imageData;
+    std::vector<std::span<const std::uint8_t>> imageData;  ///< views into the PNG
 };
 
 /// Walks the chunks of a PNG file. Nothing when the signature, the chunk lengths or the

@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <exception>
+#include <map>
+#include <utility>
 
-#include <qpdf/Buffer.hh>
+#include <qpdf/Pipeline.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -13,7 +15,54 @@
 namespace tessel::detail {
 namespace {
 
-QPDFObjectHandle makeImageStream(QPDF& pdf, const PdfImageData& image) {
+// Hands each image's compressed samples to qpdf only while the document is being written, so
+// qpdf never keeps its own copy of every page.
+class ImageSamples final : public QPDFObjectHandle::StreamDataProvider {
+public:
+    void add(QPDFObjGen stream, PdfImageData image) {
+        images_.insert_or_assign(stream, std::move(image));
+    }
+
+    void provideStreamData(QPDFObjGen const& stream, Pipeline* pipeline) override {
+        const PdfImageData& image = images_.at(stream);
+        if (image.borrowed.empty()) {
+            pipeline->write(reinterpret_cast<const unsigned char*>(image.owned.data()),
+                            image.owned.size());
+        } else {
+            for (const auto& piece : image.borrowed) pipeline->write(piece.bytes, piece.size);
+        }
+        pipeline->finish();
+    }
+
+    std::size_t totalSize() const {
+        std::size_t total = 0;
+        for (const auto& [stream, image] : images_) {
+            total += image.owned.size();
+            for (const auto& piece : image.borrowed) total += piece.size;
+        }
+        return total;
+    }
+
+private:
+    std::map<QPDFObjGen, PdfImageData> images_;
+};
+
+// The end of the writer's pipeline: appends to the result vector.
+class AppendToVector final : public Pipeline {
+public:
+    explicit AppendToVector(std::vector<std::uint8_t>& out) : Pipeline("pdf", nullptr), out_(out) {}
+    void write(unsigned char const* data, std::size_t length) override {
+        out_.insert(out_.end(), data, data + length);
+    }
+    void finish() override {}
+
+private:
+    std::vector<std::uint8_t>& out_;
+};
+
+QPDFObjectHandle makeImageStream(QPDF& pdf, ImageSamples& samples,
+                                 const std::shared_ptr<QPDFObjectHandle::StreamDataProvider>& provider,
+                                 PdfImageData image) {
     QPDFObjectHandle stream = QPDFObjectHandle::newStream(&pdf);
     QPDFObjectHandle parameters = QPDFObjectHandle::newNull();
     std::string filter = "/DCTDecode";
@@ -23,7 +72,7 @@ QPDFObjectHandle makeImageStream(QPDF& pdf, const PdfImageData& image) {
             "<< /Predictor 15 /Colors " + std::to_string(image.colors) +
             " /BitsPerComponent 8 /Columns " + std::to_string(image.width) + " >>");
     }
-    stream.replaceStreamData(image.data, QPDFObjectHandle::newName(filter), parameters);
+    stream.replaceStreamData(provider, QPDFObjectHandle::newName(filter), parameters);
     QPDFObjectHandle dict = stream.getDict();
     dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
     dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Image"));
@@ -32,6 +81,7 @@ QPDFObjectHandle makeImageStream(QPDF& pdf, const PdfImageData& image) {
     dict.replaceKey("/ColorSpace",
                     QPDFObjectHandle::newName(image.colors == 1 ? "/DeviceGray" : "/DeviceRGB"));
     dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(8));
+    samples.add(stream.getObjGen(), std::move(image));
     return stream;
 }
 
@@ -39,17 +89,22 @@ QPDFObjectHandle makeImageStream(QPDF& pdf, const PdfImageData& image) {
 
 struct PdfBuilder::State {
     QPDF pdf;
+    std::shared_ptr<ImageSamples> samples = std::make_shared<ImageSamples>();
 };
 
 PdfBuilder::PdfBuilder() : state_(std::make_unique<State>()) { state_->pdf.emptyPDF(); }
 
 PdfBuilder::~PdfBuilder() = default;
 
-void PdfBuilder::addPage(const std::string& width, const std::string& height,
-                         const PdfImageData& color, const PdfImageData* alpha) {
+void PdfBuilder::addPage(const std::string& width, const std::string& height, PdfImageData color,
+                         std::optional<PdfImageData> alpha) {
     QPDF& pdf = state_->pdf;
-    QPDFObjectHandle picture = makeImageStream(pdf, color);
-    if (alpha != nullptr) picture.getDict().replaceKey("/SMask", makeImageStream(pdf, *alpha));
+    ImageSamples& samples = *state_->samples;
+    const std::shared_ptr<QPDFObjectHandle::StreamDataProvider> provider = state_->samples;
+    QPDFObjectHandle picture = makeImageStream(pdf, samples, provider, std::move(color));
+    if (alpha)
+        picture.getDict().replaceKey("/SMask",
+                                     makeImageStream(pdf, samples, provider, std::move(*alpha)));
 
     QPDFObjectHandle contents =
         QPDFObjectHandle::newStream(&pdf, "q " + width + " 0 0 " + height + " 0 0 cm /Im0 Do Q\n");
@@ -62,16 +117,19 @@ void PdfBuilder::addPage(const std::string& width, const std::string& height,
 }
 
 std::vector<std::uint8_t> PdfBuilder::finish() {
+    std::vector<std::uint8_t> document;
+    // The images plus a little for page objects and the cross-reference table.
+    constexpr std::size_t kStructureBytes = 4096;
+    document.reserve(state_->samples->totalSize() + kStructureBytes * (1 + state_->pdf.getObjectCount()));
+    AppendToVector sink(document);
     QPDFWriter writer(state_->pdf);
-    writer.setOutputMemory();
+    writer.setOutputPipeline(&sink);
     // Image streams are already compressed; they are written exactly as given.
     writer.setDecodeLevel(qpdf_dl_none);
     writer.setDeterministicID(true);
     writer.setMinimumPDFVersion("1.4");  // soft masks
     writer.write();
-    const std::shared_ptr<Buffer> buffer = writer.getBufferSharedPointer();
-    const unsigned char* bytes = buffer->getBuffer();
-    return std::vector<std::uint8_t>(bytes, bytes + buffer->getSize());
+    return document;
 }
 
 std::optional<PdfSummary> readPDFSummary(const std::filesystem::path& file) {

@@ -24,7 +24,14 @@ struct PdfImageData {
     std::int64_t width = 0;
     std::int64_t height = 0;
     int colors = 3;  ///< 1 (gray) or 3 (RGB)
-    std::string data;
+    /// The compressed samples: `owned`, or else the `borrowed` pieces joined. Borrowed bytes
+    /// must stay alive until the document is finished; they are never copied before then.
+    std::string owned;
+    struct Piece {
+        const std::uint8_t* bytes = nullptr;
+        std::size_t size = 0;
+    };
+    std::vector<Piece> borrowed;
 };
 
 /// Builds a PDF page by page. Every method throws `std::exception` when qpdf fails.
@@ -37,11 +44,12 @@ public:
 
     /// Adds a page with the media box [0 0 width height] (numbers as PDF text) showing
     /// `color` stretched over the whole page, with `alpha` as its soft mask when given.
-    void addPage(const std::string& width, const std::string& height, const PdfImageData& color,
-                 const PdfImageData* alpha);
+    void addPage(const std::string& width, const std::string& height, PdfImageData color,
+                 std::optional<PdfImageData> alpha);
 
     /// The document: PDF 1.4, no document information, an ID derived from the content, and
-    /// the image data exactly as given.
+    /// the image data exactly as given. The bytes are written straight into the result; the
+    /// document is never held twice.
     std::vector<std::uint8_t> finish();
 
 private:
