@@ -160,11 +160,10 @@ int makeSheet(const SheetCommand& command, Console& console) {
     inputs.reserve(files.size());
     {
         Progress progress(console, "Inspecting images");
-        for (const fs::path& file : files) {
-            inputs.push_back({file, TesselRenderer::inspect(file)});
-            progress(static_cast<std::int64_t>(inputs.size()),
-                     static_cast<std::int64_t>(files.size()));
-        }
+        std::vector<SheetImageInfo> infos = TesselRenderer::inspectAll(
+            files, [&](std::int64_t done, std::int64_t total) { progress(done, total); });
+        for (std::size_t i = 0; i < files.size(); ++i)
+            inputs.push_back({files[i], std::move(infos[i])});
     }
     if (command.order == ImageOrder::filename) sortByFilename(inputs);
     if (command.order == ImageOrder::date) sortByDate(inputs);

@@ -1,6 +1,9 @@
 // The container walks on hand-made and edited streams: tolerance where decoders are
 // tolerant, refusal where the data is cut or broken.
 
+#include <filesystem>
+#include <fstream>
+
 #include <gtest/gtest.h>
 
 #include "TestImages.hpp"
@@ -28,6 +31,52 @@ TEST(JpegWalk, ReachesTheEndThroughStuffingRestartsAndStrayBytes) {
     EXPECT_FALSE(walkJpeg(concat({soi, app, scan})));
     EXPECT_FALSE(walkJpeg(concat({soi, app, eoi})));                        // no scan at all
     EXPECT_FALSE(walkJpeg(concat({soi, {0xFF, 0xE1, 0x40, 0x00, 0x01}})));  // segment past the end
+}
+
+// Read from a file, the walk goes through a window smaller than the file; markers and long
+// segments that straddle the window's edges must be found exactly as in memory.
+TEST(JpegWalk, FileWalkAgreesWithTheWalkInMemoryAcrossWindowEdges) {
+    Bytes entropy;
+    std::uint32_t state = 12345;
+    for (int i = 0; i < 700'000; ++i) {
+        state = state * 1103515245u + 12345u;
+        const auto byte = static_cast<std::uint8_t>(state >> 24);
+        entropy.push_back(byte);
+        if (byte == 0xFF)
+            entropy.push_back(i % 3 == 0 ? 0x00 : static_cast<std::uint8_t>(0xD0 + i % 8));
+    }
+    const Bytes soi = {0xFF, 0xD8}, eoi = {0xFF, 0xD9};
+    Bytes longSegment = {0xFF, 0xE2, 0xFF, 0xF0};  // 65,520 bytes of payload
+    longSegment.resize(longSegment.size() + 0xFFF0 - 2, 0xD9);
+    const Bytes scanHeader = {0xFF, 0xDA, 0x00, 0x02};
+    const Bytes whole = concat({soi,
+                                longSegment,
+                                scanHeader,
+                                entropy,
+                                longSegment,
+                                scanHeader,
+                                entropy,
+                                {0xFF, 0xFF, 0xFF},
+                                eoi});
+    const auto folder = std::filesystem::temp_directory_path() / "tessel-jpeg-walk";
+    std::filesystem::create_directories(folder);
+    const auto write = [&](const Bytes& bytes, const char* name) {
+        const auto path = folder / name;
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+        return path;
+    };
+    EXPECT_TRUE(walkJpeg(whole));
+    EXPECT_TRUE(walkJpeg(write(whole, "whole.jpg")));
+    // Cut anywhere (inside a segment, inside a scan, just before the end), it is refused.
+    for (const std::size_t keep : {std::size_t{40'000}, std::size_t{300'000}, whole.size() - 1}) {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(keep));
+        EXPECT_FALSE(walkJpeg(cut)) << keep;
+        EXPECT_FALSE(walkJpeg(write(cut, "cut.jpg"))) << keep;
+    }
+    EXPECT_FALSE(walkJpeg(folder / "missing.jpg"));
+    std::filesystem::remove_all(folder);
 }
 
 TEST(PngWalk, ChecksumsGuardCriticalChunksOnly) {

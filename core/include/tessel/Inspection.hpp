@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,6 +47,16 @@ inline constexpr std::string_view supportedExtensions[] = {"heic", "heif", "jpg"
 /// the file when it cannot be opened or its size is below 1 × 1, and
 /// `TesselError::multiFrame` when it holds any number of frames other than one.
 SheetImageInfo inspect(const std::filesystem::path& file);
+
+/// Reports how far a batch is: items finished so far out of the total. Called from the
+/// thread that started the batch, in increasing order.
+using BatchProgress = std::function<void(std::int64_t done, std::int64_t total)>;
+
+/// `inspect` for every file, on all processors at once, with the results in the order given.
+/// Throws the error of the first file, in that order, that fails; files after it may or may
+/// not have been read.
+std::vector<SheetImageInfo> inspectAll(const std::vector<std::filesystem::path>& files,
+                                       const BatchProgress& progress = {});
 
 /// Upright JPEG bytes (quality 0.78) no larger than `maxPixelSize` (raised to 1) on the
 /// longest side; nothing when the file cannot be opened or decoded. Never throws.

@@ -1,11 +1,15 @@
 #include "vips/ContainerWalk.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <set>
 #include <string_view>
+#include <utility>
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <zlib.h>
 
 namespace tessel::detail {
@@ -29,43 +33,120 @@ bool isRestartOrStuffing(std::uint8_t marker) {
     return marker == 0x00 || (marker >= 0xD0 && marker <= 0xD7);
 }
 
-}  // namespace
+// Bytes taken front to back, either from memory or from a file through a small window, so
+// that walking a large file never holds it whole.
+class ForwardReader {
+public:
+    explicit ForwardReader(std::span<const std::uint8_t> bytes)
+        : at_(bytes.data()), end_(bytes.data() + bytes.size()) {}
+    explicit ForwardReader(int descriptor) : descriptor_(descriptor), window_(kWindow) {}
 
-std::optional<ContainerFacts> walkJpeg(std::span<const std::uint8_t> f) {
-    const std::size_t n = f.size();
-    if (n < 4 || f[0] != 0xFF || f[1] != 0xD8) return std::nullopt;
-    std::size_t i = 2;
+    std::optional<std::uint8_t> next() {
+        if (at_ == end_ && !refill()) return std::nullopt;
+        return *at_++;
+    }
+
+    /// Passes over `count` bytes; false when the content ends first.
+    bool skip(std::size_t count) {
+        while (count > static_cast<std::size_t>(end_ - at_)) {
+            count -= static_cast<std::size_t>(end_ - at_);
+            at_ = end_;
+            if (!refill()) return false;
+        }
+        at_ += count;
+        return true;
+    }
+
+    /// Moves to the next byte equal to `value` without taking it; false when there is none.
+    bool seek(std::uint8_t value) {
+        for (;;) {
+            if (const void* found = std::memchr(at_, value, static_cast<std::size_t>(end_ - at_))) {
+                at_ = static_cast<const std::uint8_t*>(found);
+                return true;
+            }
+            at_ = end_;
+            if (!refill()) return false;
+        }
+    }
+
+private:
+    static constexpr std::size_t kWindow = 256 * 1024;
+
+    bool refill() {
+        if (descriptor_ < 0) return false;
+        for (;;) {
+            const ssize_t got = ::read(descriptor_, window_.data(), window_.size());
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) return false;
+            at_ = window_.data();
+            end_ = at_ + got;
+            return true;
+        }
+    }
+
+    int descriptor_ = -1;
+    std::vector<std::uint8_t> window_;
+    const std::uint8_t* at_ = nullptr;
+    const std::uint8_t* end_ = nullptr;
+};
+
+std::optional<ContainerFacts> walkJpegStream(ForwardReader& in) {
+    if (in.next() != std::optional<std::uint8_t>{0xFF} ||
+        in.next() != std::optional<std::uint8_t>{0xD8})
+        return std::nullopt;
     bool sawScan = false;
+    int pending = -1;  // a marker found at the end of a scan
     for (;;) {
-        // Stray bytes before a marker are skipped as libjpeg does (it only warns about them).
-        while (i < n && f[i] != 0xFF) ++i;
-        while (i < n && f[i] == 0xFF) ++i;
-        if (i >= n) return std::nullopt;
-        const std::uint8_t marker = f[i++];
+        std::uint8_t marker = 0;
+        if (pending >= 0) {
+            marker = static_cast<std::uint8_t>(std::exchange(pending, -1));
+        } else {
+            // Stray bytes before a marker are skipped as libjpeg does (it only warns).
+            if (!in.seek(0xFF)) return std::nullopt;
+            do {
+                const auto byte = in.next();
+                if (!byte) return std::nullopt;
+                marker = *byte;
+            } while (marker == 0xFF);
+        }
         if (marker == 0xD9)
             return sawScan ? std::optional<ContainerFacts>{ContainerFacts{}} : std::nullopt;
         if (isRestartOrStuffing(marker) || marker == 0x01) continue;
-        if (n - i < 2) return std::nullopt;
-        const std::size_t length = std::size_t{f[i]} << 8 | std::size_t{f[i + 1]};
-        if (length < 2 || length > n - i) return std::nullopt;
-        i += length;
+        const auto high = in.next();
+        const auto low = in.next();
+        if (!high || !low) return std::nullopt;
+        const std::size_t length = std::size_t{*high} << 8 | std::size_t{*low};
+        if (length < 2 || !in.skip(length - 2)) return std::nullopt;
         if (marker != 0xDA) continue;
         sawScan = true;
         // Entropy-coded data runs to the first marker that is neither stuffing nor a restart.
-        for (;;) {
-            const void* ff = std::memchr(f.data() + i, 0xFF, n - i);
-            if (ff == nullptr) return std::nullopt;
-            std::size_t j =
-                static_cast<std::size_t>(static_cast<const std::uint8_t*>(ff) - f.data());
-            while (j < n && f[j] == 0xFF) ++j;
-            if (j >= n) return std::nullopt;
-            if (!isRestartOrStuffing(f[j])) {
-                i = j - 1;
-                break;
+        while (pending < 0) {
+            if (!in.seek(0xFF)) return std::nullopt;
+            std::uint8_t byte = 0xFF;
+            while (byte == 0xFF) {
+                const auto read = in.next();
+                if (!read) return std::nullopt;
+                byte = *read;
             }
-            i = j + 1;
+            if (!isRestartOrStuffing(byte)) pending = byte;
         }
     }
+}
+
+}  // namespace
+
+std::optional<ContainerFacts> walkJpeg(std::span<const std::uint8_t> file) {
+    ForwardReader in(file);
+    return walkJpegStream(in);
+}
+
+std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file) {
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return std::nullopt;
+    ForwardReader in(descriptor);
+    auto facts = walkJpegStream(in);
+    ::close(descriptor);
+    return facts;
 }
 
 std::optional<ContainerFacts> walkPng(std::span<const std::uint8_t> f) {

@@ -24,6 +24,8 @@ struct ContainerFacts {
 /// a multi-picture file are not walked). Nothing when the stream ends before EOI or has no
 /// scan.
 std::optional<ContainerFacts> walkJpeg(std::span<const std::uint8_t> file);
+/// The same walk over a file, read through a small window rather than whole.
+std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file);
 
 /// PNG: every chunk to IEND with its CRC. Frame count from acTL (APNG); EXIF from eXIf.
 /// Nothing when the file is cut, a critical or animation chunk fails its CRC, IDAT is

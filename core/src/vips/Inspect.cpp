@@ -60,13 +60,13 @@ std::optional<std::vector<std::uint8_t>> readWholeFile(const std::filesystem::pa
 // file, so HEIF is walked only for what libheif miscounts (grid inputs, image sequences).
 std::optional<detail::ContainerFacts> walk(Container container, const std::filesystem::path& file) {
     if (container == Container::heif) return detail::walkHeif(file);
+    if (container == Container::jpeg) return detail::walkJpeg(file);
     if (container == Container::tiff || container == Container::webp) {
         return detail::ContainerFacts{};
     }
     const std::optional<std::vector<std::uint8_t>> bytes = readWholeFile(file);
     if (!bytes) return std::nullopt;
     switch (container) {
-        case Container::jpeg: return detail::walkJpeg(*bytes);
         case Container::png: return detail::walkPng(*bytes);
         default: return detail::walkGif(*bytes);
     }
