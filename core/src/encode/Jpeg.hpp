@@ -1,8 +1,12 @@
 #pragma once
-// JPEG through libjpeg-turbo: encoding RGB rows, and reading a JPEG file's frame header.
+// JPEG through libjpeg-turbo: encoding RGB rows, decoding a file at a reduced DCT scale, and
+// reading a JPEG's frame header.
 
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -32,5 +36,24 @@ struct JpegFrame {
 /// Reads the frame header of a baseline, extended or progressive Huffman JPEG. Nothing for
 /// anything else, including arithmetic-coded and lossless JPEGs.
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg);
+
+/// A JPEG file decoded at a reduced scale, before any colour management or turning.
+struct ScaledJpeg {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    int components = 0;  ///< 1 (grey) or 3 (RGB), interleaved 8-bit samples
+    /// Rows top first, no padding; allocated with malloc and never cleared before decoding.
+    std::unique_ptr<std::uint8_t, void (*)(void*)> pixels{nullptr, std::free};
+    std::vector<std::uint8_t> exif;  ///< the APP1 Exif segment's payload, when there is one
+    std::vector<std::uint8_t> icc;   ///< the embedded ICC profile, when there is one
+};
+
+/// Decodes `file` at the smallest of libjpeg's DCT scales (1/8, 1/4, 1/2, 1) that keeps its
+/// longer side at least `size`. Chroma is upsampled by replication rather than libjpeg's
+/// smoothing: the picture is always reduced further and drawn smaller, where the two cannot
+/// be told apart, and replication is the cheaper. Nothing for CMYK and YCCK files, and nothing at
+/// the first warning or error: damaged data, an early end, anything libjpeg only complains about.
+/// The caller then has to take the slower, more forgiving way.
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size);
 
 }  // namespace tessel::detail

@@ -32,8 +32,9 @@ std::optional<PdfImageData> embeddablePNG(std::span<const std::uint8_t> png) {
         (parts->colorType != 0 && parts->colorType != 2))
         return std::nullopt;
     PdfImageData image{PdfImageData::Filter::flatePng, parts->width, parts->height,
-                       parts->colorType == 2 ? 3 : 1, {}, {}};
-    for (const auto chunk : parts->imageData) image.borrowed.push_back({chunk.data(), chunk.size()});
+                       parts->colorType == 2 ? 3 : 1,  {},           {}};
+    for (const auto chunk : parts->imageData)
+        image.borrowed.push_back({chunk.data(), chunk.size()});
     return image;
 }
 
@@ -98,7 +99,8 @@ PageImage pageFromEncoded(const std::vector<std::uint8_t>& bytes) {
     if (auto decoded = decodePNG(bytes)) return pageFromDecodedPNG(*decoded);
     const auto frame = readJPEGFrame(bytes);
     if (!frame || (frame->components != 1 && frame->components != 3)) fail();
-    PdfImageData image{PdfImageData::Filter::dct, frame->width, frame->height, frame->components, {}, {}};
+    PdfImageData image{PdfImageData::Filter::dct, frame->width, frame->height,
+                       frame->components,         {},           {}};
     image.borrowed.push_back({bytes.data(), bytes.size()});
     return {std::move(image), std::nullopt};
 }

@@ -60,9 +60,9 @@ private:
     std::vector<std::uint8_t>& out_;
 };
 
-QPDFObjectHandle makeImageStream(QPDF& pdf, ImageSamples& samples,
-                                 const std::shared_ptr<QPDFObjectHandle::StreamDataProvider>& provider,
-                                 PdfImageData image) {
+QPDFObjectHandle makeImageStream(
+    QPDF& pdf, ImageSamples& samples,
+    const std::shared_ptr<QPDFObjectHandle::StreamDataProvider>& provider, PdfImageData image) {
     QPDFObjectHandle stream = QPDFObjectHandle::newStream(&pdf);
     QPDFObjectHandle parameters = QPDFObjectHandle::newNull();
     std::string filter = "/DCTDecode";
@@ -120,7 +120,8 @@ std::vector<std::uint8_t> PdfBuilder::finish() {
     std::vector<std::uint8_t> document;
     // The images plus a little for page objects and the cross-reference table.
     constexpr std::size_t kStructureBytes = 4096;
-    document.reserve(state_->samples->totalSize() + kStructureBytes * (1 + state_->pdf.getObjectCount()));
+    document.reserve(state_->samples->totalSize() +
+                     kStructureBytes * (1 + state_->pdf.getObjectCount()));
     AppendToVector sink(document);
     QPDFWriter writer(state_->pdf);
     writer.setOutputPipeline(&sink);
