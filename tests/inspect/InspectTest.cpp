@@ -1,6 +1,7 @@
 // Inspection of images made at test time: displayed size, frame-count refusal, metadata and
 // the refusal of files that are not intact photographs.
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -232,3 +233,41 @@ TEST_F(Inspect, ConcurrentInspectionsAgree) {
 }
 
 }  // namespace
+
+// The batch form runs files on several threads but must answer exactly as inspecting them one
+// by one in the order given would: same results in the same order, the first failure in that
+// order (not the first to happen), and progress counted up to the total on the caller's thread.
+TEST_F(Inspect, BatchAnswersAsInspectingInOrderWould) {
+    std::vector<std::filesystem::path> files;
+    for (int i = 0; i < 9; ++i)
+        files.push_back(
+            save("p" + std::to_string(i) + ".png", encodeImage(Saver::png, 20 + i, 30)));
+    const auto caller = std::this_thread::get_id();
+    std::vector<std::int64_t> reported;
+    const auto infos =
+        TesselRenderer::inspectAll(files, [&](std::int64_t done, std::int64_t total) {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            EXPECT_EQ(total, 9);
+            reported.push_back(done);
+        });
+    ASSERT_EQ(infos.size(), files.size());
+    for (std::size_t i = 0; i < files.size(); ++i)
+        EXPECT_EQ(infos[i], TesselRenderer::inspect(files[i])) << files[i];
+    ASSERT_FALSE(reported.empty());
+    EXPECT_TRUE(std::is_sorted(reported.begin(), reported.end()));
+    EXPECT_EQ(reported.back(), 9);
+
+    // A text file named .jpg comes before an animation: its error is the one reported.
+    auto broken = files;
+    broken.insert(broken.begin() + 3, save("notes.jpg", Bytes{'h', 'e', 'l', 'l', 'o'}));
+    broken.insert(broken.begin() + 5, save("clip.gif", encodeImage(Saver::gif, 16, 16, 12)));
+    for (int round = 0; round < 5; ++round) {
+        try {
+            TesselRenderer::inspectAll(broken);
+            ADD_FAILURE() << "a broken batch was accepted";
+        } catch (const TesselError& error) {
+            EXPECT_EQ(error, TesselError::cannotRead("notes.jpg"));
+        }
+    }
+    EXPECT_TRUE(TesselRenderer::inspectAll({}).empty());
+}
