@@ -43,7 +43,7 @@ TEST(JpegWalk, FileWalkAgreesWithTheWalkInMemoryAcrossWindowEdges) {
         const auto byte = static_cast<std::uint8_t>(state >> 24);
         entropy.push_back(byte);
         if (byte == 0xFF)
-            entropy.push_back(i % 3 == 0 ? 0x00 : static_cast<std::uint8_t>(0xD0 + i % 8));
+            entropy.push_back(static_cast<std::uint8_t>(i % 3 == 0 ? 0x00 : 0xD0 + i % 8));
     }
     const Bytes soi = {0xFF, 0xD8}, eoi = {0xFF, 0xD9};
     Bytes longSegment = {0xFF, 0xE2, 0xFF, 0xF0};  // 65,520 bytes of payload
