@@ -4,6 +4,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "draw/PageCanvas.hpp"
 
@@ -17,11 +18,6 @@ double usableFontSize(double size) {
     constexpr double largestSize = 100'000;
     if (!(size > 0) || !std::isfinite(size)) return fallbackSize;
     return std::min(size, largestSize);
-}
-
-int toPangoUnits(double pixels) {
-    constexpr double largest = INT_MAX / PANGO_SCALE;
-    return static_cast<int>(std::clamp(pixels, 0.0, largest) * PANGO_SCALE);
 }
 
 /// A layout of one unwrapped line on the calling thread's font map (Pango font maps are not
@@ -48,6 +44,38 @@ double logicalWidth(PangoLayout* layout) {
     return static_cast<double>(logical.width) / PANGO_SCALE;
 }
 
+// The longest start of `text`, cut at a character boundary, that still fits `maxWidth` with
+// "…" after it, as that whole line's layout. Pango's own ellipsizing is not used: it widens
+// the ellipsis to fill the space it was given, so the line's width is no longer the width of
+// its text and right or centred alignment would be off by up to a character.
+PangoLayoutRef truncatedLine(cairo_t* cr, const PangoFontDescription* font, PangoLayout* whole,
+                             std::string_view text, double maxWidth) {
+    int count = 0;
+    const PangoLogAttr* attributes = pango_layout_get_log_attrs_readonly(whole, &count);
+    std::vector<std::size_t> cuts;  // byte offsets of character boundaries, shortest first
+    const char* start = pango_layout_get_text(whole);
+    const char* at = start;
+    for (int i = 0; i < count; ++i, at = g_utf8_next_char(at))
+        if (i > 0 && attributes[i].is_cursor_position)
+            cuts.push_back(static_cast<std::size_t>(at - start));
+    const auto withEllipsis = [&](std::size_t length) {
+        std::string line(text.substr(0, length));
+        line += "\u2026";
+        return makeLayout(cr, font, line);
+    };
+    // Binary search for the last cut whose line fits; widths grow with the length.
+    std::size_t low = 0;
+    std::size_t high = cuts.size();
+    while (low < high) {
+        const std::size_t middle = (low + high) / 2;
+        if (logicalWidth(withEllipsis(cuts[middle]).get()) <= maxWidth)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return withEllipsis(low == 0 ? 0 : cuts[low - 1]);
+}
+
 }  // namespace
 
 void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
@@ -69,10 +97,8 @@ void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
         // A band narrower than the ellipsis itself cannot hold a truncated line; the whole
         // line is drawn and clipped instead.
         PangoLayoutRef ellipsis = makeLayout(cr, font.get(), "\u2026");
-        if (logicalWidth(ellipsis.get()) <= maxWidth) {
-            pango_layout_set_width(layout.get(), toPangoUnits(maxWidth));
-            pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
-        }
+        if (logicalWidth(ellipsis.get()) <= maxWidth)
+            layout = truncatedLine(cr, font.get(), layout.get(), valid.get(), maxWidth);
     }
     const double width = logicalWidth(layout.get());
 
