@@ -1,257 +1,173 @@
-// tessel-sheet making sheets: presets, formats, folders, standard input and failures.
+// tessel-sheet run as a user would: sheets, standard input, failures, --inspect, --list-presets
 
-#include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
+#include <regex>
 
 #include <gtest/gtest.h>
 
-#include "TestFiles.hpp"
-#include "ToolRun.hpp"
+#include "tessel/SheetRecipe.hpp"
+
+#include "Tool.hpp"
 
 namespace tessel::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// `count` small photographs p01.jpg ... in a folder of the sandbox; returns their paths.
-std::vector<std::string> photos(const ToolSandbox& sandbox, int count) {
-    const fs::path folder = sandbox.root() / "photos";
-    fs::create_directories(folder);
-    std::vector<std::string> paths;
-    for (int i = 1; i <= count; ++i) {
-        const fs::path file = folder / ((i < 10 ? "p0" : "p") + std::to_string(i) + ".jpg");
-        writeImage(file, 60 + i, 40, {static_cast<std::uint8_t>(10 * i), 120, 200});
-        paths.push_back(file.string());
-    }
+/// `count` small photographs p10.jpg, p11.jpg ... in the sandbox; returns their paths.
+Strings photos(const ToolSandbox& sandbox, int count) {
+    Strings paths;
+    for (int i = 10; i < 10 + count; ++i)
+        writeImage(paths.emplace_back(sandbox.root() / ("p" + std::to_string(i) + ".jpg")), 60, 40,
+                   {10, 120, 200});
     return paths;
 }
 
-std::vector<std::string> concat(std::vector<std::string> a, const std::vector<std::string>& b) {
+Strings concat(Strings a, const Strings& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
 
-bool isUpperCaseUUID(const std::string& text) {
-    if (text.size() != 36) return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            if (c != '-') return false;
-        } else if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) {
-            return false;
-        }
-    }
-    return true;
-}
-
-TEST(SheetTool, EveryPresetWritesOnePdfWithItsPagesInANewCacheFolder) {
-    struct Case {
-        const char* preset;
-        std::size_t pages;
-        double width, height;
-    };
+TEST(SheetTool, EachRecipeWritesOnePdfOfItsPagesInANewCacheFolder) {
     // Thirteen images: contact holds 12 a page, portfolio 6, proof 20, square 9.
-    const Case cases[] = {{"contact", 2, 595.28, 841.89},
-                          {"portfolio", 3, 595.28, 841.89},
-                          {"proof", 1, 841.89, 595.28},
-                          {"square", 2, 720, 720}};
+    const std::tuple<Strings, std::size_t, double, double> cases[] = {
+        {{}, 2, 595.28, 841.89},  // contact
+        {{"--preset", "contact"}, 2, 595.28, 841.89},
+        {{"--preset", "portfolio"}, 3, 595.28, 841.89},
+        {{"--preset", "proof"}, 1, 841.89, 595.28},
+        {{"--preset", "square"}, 2, 720, 720},
+        {{"--recipe", "square.json"}, 2, 720, 720},
+        {{"--layout", "Big squares", "--rows", "2"}, 3, 720, 720}};
     ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 13);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.preset);
-        const ToolResult result = sandbox.run(concat({"--preset", c.preset}, images));
-        ASSERT_EQ(result.exitStatus, 0) << result.err;
-        EXPECT_EQ(result.err, "");
+    std::ofstream(sandbox.root() / "square.json") << encodeJSON(recipe(SheetPreset::square));
+    sandbox.saveLayouts({"Big squares"});
+    const Strings images = photos(sandbox, 13);
+    const std::regex uuid{"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"};
+    for (const auto& [arguments, pages, width, height] : cases) {
+        SCOPED_TRACE(arguments.empty() ? "no recipe" : arguments[1]);
+        const ToolResult result = sandbox.run(concat(arguments, images));
         const auto out = lines(result.out);
-        ASSERT_EQ(out.size(), 2u) << result.out;
-        EXPECT_EQ(out[0], "Created a contact sheet.");
+        ASSERT_EQ(out.size(), 2u) << result;
+        EXPECT_EQ(result, (ToolResult{0, "Created a contact sheet.\n" + out[1] + "\n", ""}));
         const fs::path pdf = out[1];
-        EXPECT_TRUE(pdf.is_absolute());
-        EXPECT_EQ(pdf.filename(), "Contact Sheet.pdf");
-        EXPECT_EQ(pdf.parent_path().parent_path(), sandbox.shortcutsFolder());
-        EXPECT_TRUE(isUpperCaseUUID(pdf.parent_path().filename().string()))
-            << pdf.parent_path().filename();
-        const auto sizes = pdfPageSizes(pdf);
-        ASSERT_EQ(sizes.size(), c.pages);
-        for (const PageSize& size : sizes) {
-            EXPECT_NEAR(size.width, c.width, 0.01);
-            EXPECT_NEAR(size.height, c.height, 0.01);
-        }
+        EXPECT_EQ(pdf, sandbox.shortcuts() / pdf.parent_path().filename() / "Contact Sheet.pdf");
+        EXPECT_TRUE(std::regex_match(pdf.parent_path().filename().string(), uuid)) << pdf;
+        EXPECT_EQ(pdfPageSizes(pdf).size(), pages);
+        for (const auto& [w, h] : pdfPageSizes(pdf))
+            EXPECT_LT(std::hypot(w - width, h - height), 0.01) << w << "x" << h;
     }
-    // Every run had a folder of its own.
-    EXPECT_EQ(sandbox.runFolders().size(), std::size(cases));
+    EXPECT_EQ(names(sandbox.shortcuts()).size(), std::size(cases));  // one for every run
 }
 
-TEST(SheetTool, ImageFormatsWriteNumberedPages) {
+TEST(SheetTool, ImageFormatsWriteNumberedPagesShapedByTheFields) {
     ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 3);
+    const Strings images = photos(sandbox, 2);
     for (const auto& [format, extension] :
          {std::pair<std::string, std::string>{"png", ".png"}, {"jpeg", ".jpg"}}) {
         SCOPED_TRACE(format);
-        const ToolResult result = sandbox.run(concat(
-            {"--format", format, "--columns", "2", "--rows", "1", "--name", "Trip"}, images));
-        ASSERT_EQ(result.exitStatus, 0) << result.err;
+        const ToolResult result = sandbox.run(
+            concat({"--format", format, "--size", "800x500", "--background", "#00FF00", "--columns",
+                    "1", "--rows", "1", "--margin", "100", "--name", "Trip"},
+                   images));
         const auto out = lines(result.out);
-        ASSERT_EQ(out.size(), 3u) << result.out;
-        EXPECT_EQ(out[0], "Created 2 contact sheet pages.");
-        EXPECT_EQ(fs::path(out[1]).filename(), "Trip-1" + extension);
-        EXPECT_EQ(fs::path(out[2]).filename(), "Trip-2" + extension);
-        EXPECT_EQ(imageSize(out[2]), (std::array<int, 2>{1240, 1754}));
-        // Only the pages are written: no PDF beside them.
-        std::size_t files = 0;
-        for ([[maybe_unused]] const auto& entry :
-             fs::directory_iterator(fs::path(out[1]).parent_path()))
-            ++files;
-        EXPECT_EQ(files, 2u);
-    }
-}
-
-TEST(SheetTool, FieldOverridesShapeThePage) {
-    ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 2);
-    const ToolResult result = sandbox.run(
-        concat({"--preset", "square", "--size", "800x500", "--format", "png", "--background",
-                "#00FF00", "--columns", "1", "--rows", "1", "--margin", "100"},
-               images));
-    ASSERT_EQ(result.exitStatus, 0) << result.err;
-    const auto out = lines(result.out);
-    ASSERT_EQ(out.size(), 3u) << result.out;
-    EXPECT_EQ(imageSize(out[1]), (std::array<int, 2>{800, 500}));
-    EXPECT_EQ(pixelAt(out[1], 10, 10), (RGB{0, 255, 0}));  // inside the margin
-}
-
-TEST(SheetTool, ImagesStayInTheGivenOrderUnlessSorted) {
-    ToolSandbox sandbox;
-    const fs::path folder = sandbox.root() / "pair";
-    fs::create_directories(folder);
-    writeImage(folder / "img2.png", 100, 100, {255, 0, 0});
-    writeImage(folder / "img10.png", 100, 100, {0, 0, 255});
-    // Read if the folder scan did not skip hidden files, and it would fail the run.
-    std::ofstream(folder / ".hidden.png") << "not an image";
-    const std::vector<std::string> grid{
-        "--columns", "2",   "--rows", "1",       "--fit",    "fill", "--caption", "none",
-        "--format",  "png", "--size", "400x200", "--margin", "0",    "--spacing", "0"};
-    struct Case {
-        std::vector<std::string> arguments;
-        RGB left;
-    };
-    const Case cases[] = {
-        {{(folder / "img10.png").string(), (folder / "img2.png").string()}, {0, 0, 255}},
-        {{"--sort", "filename", (folder / "img10.png").string(), (folder / "img2.png").string()},
-         {255, 0, 0}},
-        {{folder.string()}, {255, 0, 0}},  // a folder comes in natural file-name order
-    };
-    for (const Case& c : cases) {
-        const ToolResult result = sandbox.run(concat(grid, c.arguments));
-        ASSERT_EQ(result.exitStatus, 0) << result.err;
-        const auto out = lines(result.out);
-        ASSERT_EQ(out.size(), 2u) << result.out;
-        EXPECT_EQ(pixelAt(out[1], 100, 100), c.left) << c.arguments.back();
+        ASSERT_EQ(out.size(), 3u) << result;
+        const fs::path folder = fs::path(out[1]).parent_path();
+        EXPECT_EQ(out, (Strings{"Created 2 contact sheet pages.", folder / ("Trip-1" + extension),
+                                folder / ("Trip-2" + extension)}));
+        EXPECT_EQ(names(folder), (Strings{"Trip-1" + extension, "Trip-2" + extension}));  // no PDF
+        const auto [width, height, margin] = readPicture(out[2], 10, 10);
+        EXPECT_EQ(std::pair(width, height), std::pair(800, 500));
+        for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(margin[c], c == 1 ? 255 : 0, 8);  // green
     }
 }
 
 TEST(SheetTool, OutputDirNeverOverwrites) {
     ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 1);
     const fs::path out = sandbox.root() / "sheets" / "new";
-    const std::vector<std::string> arguments =
-        concat({"--output-dir", out.string(), "--name", "Proofs"}, images);
-
-    const ToolResult first = sandbox.run(arguments);
-    ASSERT_EQ(first.exitStatus, 0) << first.err;
-    EXPECT_EQ(lines(first.out), (std::vector<std::string>{"Created a contact sheet.",
-                                                          (out / "Proofs.pdf").string()}));
+    const Strings arguments = concat({"--output-dir", out, "--name", "Proofs"}, photos(sandbox, 1));
+    EXPECT_EQ(
+        sandbox.run(arguments),
+        (ToolResult{0, "Created a contact sheet.\n" + (out / "Proofs.pdf").string() + "\n", ""}));
     const std::string bytes = fileBytes(out / "Proofs.pdf");
-
-    const ToolResult second = sandbox.run(arguments);
-    EXPECT_EQ(second.exitStatus, 1);
-    EXPECT_EQ(second.out, "");
-    EXPECT_EQ(second.err, "A file already exists at the destination.\n");
+    EXPECT_EQ(sandbox.run(arguments),
+              (ToolResult{1, "", "A file already exists at the destination.\n"}));
     EXPECT_EQ(fileBytes(out / "Proofs.pdf"), bytes);
-    EXPECT_TRUE(sandbox.runFolders().empty());  // nothing was made in the cache
+    EXPECT_EQ(names(sandbox.shortcuts()), Strings{});  // nothing was made in the cache
 }
 
 TEST(SheetTool, StandardInputIsStoredUnderItsNameBeforeInspection) {
     ToolSandbox sandbox;
-    const fs::path source = sandbox.root() / "source.jpg";
-    writeImage(source, 50, 30, {1, 2, 3});
-    const std::string bytes = fileBytes(source);
+    EXPECT_EQ(sandbox.run({"--stdin-name", "upload.png", "-"}, "<html></html>"),
+              (ToolResult{1, "", "upload.png could not be read.\n"}));
+    EXPECT_EQ(fileBytes(sandbox.shortcuts() / names(sandbox.shortcuts()).at(0) / "upload.png"),
+              "<html></html>");
 
-    for (const auto& [extra, name] : {std::pair<std::vector<std::string>, std::string>{
-                                          {"--stdin-name", "photo.jpg"}, "photo.jpg"},
-                                      {{}, "image"}}) {
+    writeImage(sandbox.root() / "source.jpg", 50, 30, {1, 2, 3});
+    const std::string bytes = fileBytes(sandbox.root() / "source.jpg");
+    for (const auto& [arguments, name] : std::vector<std::pair<Strings, std::string>>{
+             {{"--stdin-name", "photo.jpg", "-", "-"}, "photo.jpg"}, {{"-", "-"}, "image"}}) {
         // The same image twice: standard input is read once and fills two cells.
-        const ToolResult result = sandbox.run(concat(extra, {"-", "-"}), bytes);
-        ASSERT_EQ(result.exitStatus, 0) << result.err;
-        const auto out = lines(result.out);
-        ASSERT_EQ(out.size(), 2u);
-        const fs::path folder = fs::path(out[1]).parent_path();
+        const ToolResult result = sandbox.run(arguments, bytes);
+        ASSERT_EQ(result.exitStatus, 0) << result;
+        const fs::path folder = fs::path(lines(result.out).at(1)).parent_path();
         EXPECT_EQ(fileBytes(folder / name), bytes) << name;
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        EXPECT_EQ(names, (std::vector<std::string>{"Contact Sheet.pdf", name}));
+        EXPECT_EQ(names(folder), (Strings{"Contact Sheet.pdf", name}));
     }
-}
-
-TEST(SheetTool, StandardInputThatIsNoImageFailsAfterItWasStored) {
-    ToolSandbox sandbox;
-    const ToolResult result = sandbox.run({"--stdin-name", "upload.png", "-"}, "<html></html>");
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err, "upload.png could not be read.\n");
-    const auto folders = sandbox.runFolders();
-    ASSERT_EQ(folders.size(), 1u);
-    EXPECT_EQ(fileBytes(folders[0] / "upload.png"), "<html></html>");
 }
 
 TEST(SheetTool, FailuresPrintTheirDescriptionAndLeaveTheFolder) {
     ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 2);
-    writeAnimatedGIF(sandbox.root() / "clip.gif", 12);
+    const Strings images = photos(sandbox, 2);
+    writeImage(sandbox.root() / "clip.gif", 16, 16, {200, 40, 40}, 12);
     std::ofstream(sandbox.root() / "broken.jpg") << "<!DOCTYPE html>";
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string message;
-    };
-    const Case cases[] = {
+    const std::pair<Strings, std::string> cases[] = {
         {{}, "Add at least one image.\n"},
-        {concat(images, {(sandbox.root() / "clip.gif").string()}),
+        {concat(images, {"clip.gif"}),
          "clip.gif contains 12 frames. Tessel never discards frames silently.\n"},
-        {concat({(sandbox.root() / "broken.jpg").string()}, images),
-         "broken.jpg could not be read.\n"},
-        {concat(images, {(sandbox.root() / "missing.png").string()}),
-         "missing.png could not be read.\n"},
-        // Given directly, a file is not filtered by its extension; inspection refuses it.
-        {{(sandbox.root() / "notes.txt").string()}, "notes.txt could not be read.\n"},
-        {concat({"--margin", "900"}, images),
-         "The page, grid, margins, or spacing leave no room for images.\n"},
-    };
-    std::ofstream(sandbox.root() / "notes.txt") << "hello";
+        {concat({"broken.jpg"}, images), "broken.jpg could not be read.\n"},
+        {concat(images, {"missing.png"}), "missing.png could not be read.\n"}};
     std::size_t runs = 0;
-    for (const Case& c : cases) {
-        const ToolResult result = sandbox.run(c.arguments);
-        EXPECT_EQ(result.exitStatus, 1) << c.message;
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, c.message);
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_EQ(sandbox.run(arguments), (ToolResult{1, "", message}));
         // The run's folder was made first and stays, with nothing written into it.
-        const auto folders = sandbox.runFolders();
+        const Strings folders = names(sandbox.shortcuts());
         EXPECT_EQ(folders.size(), ++runs);
-        for (const fs::path& folder : folders) EXPECT_TRUE(fs::is_empty(folder)) << folder;
+        for (const auto& folder : folders)
+            EXPECT_EQ(names(sandbox.shortcuts() / folder), Strings{});
     }
 }
 
-TEST(SheetTool, UnusableCacheFolderIsReported) {
+TEST(InspectTool, PrintsOneJsonLinePerImageAndFailsWhenAnyFails) {
     ToolSandbox sandbox;
-    const std::vector<std::string> images = photos(sandbox, 1);
-    // A file where the cache folder should be.
-    std::ofstream(sandbox.cacheHome()) << "x";
-    const ToolResult result = sandbox.run(images);
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err.rfind("Could not create ", 0), 0u) << result.err;
+    writeImage(sandbox.root() / "photo.png", 64, 48, {9, 9, 9});
+    writeImage(sandbox.root() / "clip.gif", 16, 16, {9, 9, 9}, 3);
+    std::ofstream(sandbox.root() / "broken.jpg") << "nope";
+    const std::string bytes = std::to_string(fs::file_size(sandbox.root() / "photo.png"));
+    // Keys come in a reader's order, not sorted.
+    const std::string expected =
+        R"({"file":"photo.png","width":64,"height":48,"frameCount":1,"bytes":)" + bytes +
+        ",\"dateTaken\":null,\"cameraModel\":null}\n{\"file\":\"clip.gif\",\"error\":\"clip.gif "
+        "contains 3 frames. Tessel never discards frames silently.\"}\n{\"file\":\"broken.jpg\","
+        "\"error\":\"broken.jpg could not be read.\"}\n";
+    EXPECT_EQ(sandbox.run({"--inspect", "photo.png", "clip.gif", "broken.jpg"}),
+              (ToolResult{1, expected, ""}));
+    EXPECT_EQ(sandbox.run({"--inspect", "photo.png"}).exitStatus, 0);
+    EXPECT_EQ(names(sandbox.shortcuts()), Strings{});  // inspecting makes no folder
+}
+
+TEST(ListingTool, PresetsThenSavedLayouts) {
+    ToolSandbox sandbox;
+    const std::string presets =
+        "Presets (--preset NAME):\n  contact     Contact Sheet\n  portfolio   Portfolio\n"
+        "  proof       Proof Grid\n  square      Square Grid\n";
+    EXPECT_EQ(sandbox.run({"--list-presets"}),
+              (ToolResult{0, presets + "Saved layouts: none\n", ""}));
+    sandbox.saveLayouts({"Big squares", "Trip"});
+    EXPECT_EQ(
+        sandbox.run({"--list-presets"}),
+        (ToolResult{0, presets + "Saved layouts (--layout NAME):\n  Big squares\n  Trip\n", ""}));
 }
 
 }  // namespace

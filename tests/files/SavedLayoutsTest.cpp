@@ -1,9 +1,7 @@
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <optional>
-#include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -18,123 +16,64 @@ constexpr const char* tripID = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
 
 SavedLayout trip() {
     SheetRecipe r = recipe(SheetPreset::proof);
-    r.output = SheetOutputFormat::png;
     r.suffix = "-web";
     r.captionAlignment = std::nullopt;
     return {tripID, "Trip", r};
 }
 
-json layoutJSON() { return json::parse(encodeSavedLayouts({trip()}))[0]; }
+/// The encoded trip with `key` set to `value`, or removed when `value` is null.
+json tripWith(const char* key = "", const json& value = nullptr) {
+    json element = json::parse(encodeSavedLayouts({trip()}))[0];
+    if (value.is_null()) element.erase(key);
+    if (!value.is_null()) element[key] = value;
+    return element;
+}
+std::string doc(const char* key, const json& value = nullptr) {
+    return json::array({tripWith(key, value)}).dump();
+}
 
-TEST(SavedLayouts, RoundTripInOrder) {
-    SavedLayout second{"00000000-0000-0000-0000-0000000000AB", "Trip", recipe(SheetPreset::square)};
-    const std::vector<SavedLayout> layouts{trip(), second};
-    EXPECT_EQ(decodeSavedLayouts(encodeSavedLayouts(layouts)), layouts);
-    EXPECT_EQ(encodeSavedLayouts({}), "[]");
+TEST(SavedLayouts, AnyBadElementFailsTheWholeDocumentSayingWhichAndWhy) {
     EXPECT_TRUE(decodeSavedLayouts("[]").empty());
-}
-
-TEST(SavedLayouts, EncodesCompactlyWithIdNameRecipe) {
-    const std::string text = encodeSavedLayouts({trip()});
-    EXPECT_EQ(
-        text.rfind(std::string("[{\"id\":\"") + tripID + "\",\"name\":\"Trip\",\"recipe\":{", 0),
-        0u)
-        << text;
-    EXPECT_EQ(text.find('\n'), std::string::npos);
-    EXPECT_FALSE(layoutJSON()["recipe"].contains("captionAlignment"));
-}
-
-TEST(SavedLayouts, IdsAreReadInEitherCaseAndKeptUpperCase) {
-    json element = layoutJSON();
-    element["id"] = "6f9619ff-8b86-d011-b42d-00c04fc964ff";
-    element["extra"] = true;  // unknown keys are ignored
-    const auto layouts = decodeSavedLayouts(json::array({element}).dump());
-    ASSERT_EQ(layouts.size(), 1u);
-    EXPECT_EQ(layouts[0].id, tripID);
-    EXPECT_EQ(layouts[0], trip());
-}
-
-TEST(SavedLayouts, AnyBadElementFailsTheWholeDocument) {
-    const json good = layoutJSON();
-    const auto without = [&](const char* key) {
-        json e = good;
-        e.erase(key);
-        return e;
-    };
-    const auto with = [&](const char* key, json value) {
-        json e = good;
-        e[key] = std::move(value);
-        return e;
-    };
     const std::pair<std::string, std::string> cases[] = {
-        {json::array({good, without("recipe")}).dump(), "layout 2: \"recipe\" is missing"},
-        {json::array({without("id")}).dump(), "layout 1: \"id\" is missing"},
-        {json::array({with("id", "not-a-uuid")}).dump(), "layout 1: \"id\" is not a UUID"},
-        {json::array({with("id", "6F9619FF8B86D011B42D00C04FC964FF")}).dump(),
-         "layout 1: \"id\" is not a UUID"},
-        {json::array({with("id", 7)}).dump(), "layout 1: \"id\" must be a string"},
-        {json::array({with("name", nullptr)}).dump(), "layout 1: \"name\" must be a string"},
-        {json::array({with("recipe", json{{"paper", "A4"}})}).dump(), "layout 1: recipe: "},
-        {json::array({1}).dump(), "layout 1: expected an object"},
-        {good.dump(), "expected a JSON array"},
-        {"[{", "not valid JSON"},
-    };
+        {json::array({tripWith(), tripWith("recipe")}).dump(), "layout 2: \"recipe\" is missing"},
+        {doc("id"), "layout 1: \"id\" is missing"},
+        {doc("id", "not-a-uuid"), "layout 1: \"id\" is not a UUID"},
+        {doc("id", "6F9619FF8B86D011B42D00C04FC964FF"), "layout 1: \"id\" is not a UUID"},
+        {doc("id", 7), "layout 1: \"id\" must be a string"},
+        {doc("name", false), "layout 1: \"name\" must be a string"},
+        {doc("recipe", {{"paper", "A4"}}), "layout 1: recipe: "},
+        {"[1]", "layout 1: expected an object"},
+        {tripWith().dump(), "expected a JSON array"},
+        {"[{", "not valid JSON"}};
     for (const auto& [text, message] : cases) {
-        try {
-            decodeSavedLayouts(text);
-            ADD_FAILURE() << "decoded: " << text;
-        } catch (const SavedLayoutsDecodingError& e) {
-            EXPECT_NE(std::string(e.what()).find(message), std::string::npos)
-                << e.what() << " / expected " << message;
-        }
+        EXPECT_THAT([&] { decodeSavedLayouts(text); },
+                    testing::ThrowsMessage<SavedLayoutsDecodingError>(testing::HasSubstr(message)))
+            << text;
     }
 }
 
-class Environment {
-public:
-    Environment(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~Environment() {
-        if (old_)
-            setenv(name_, old_->c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
-
-TEST(SavedLayouts, FileLocationFollowsXdgDataHome) {
-    Environment home("HOME", "/home/ann");
-    {
-        Environment data("XDG_DATA_HOME", "/data/ann");
-        EXPECT_EQ(layoutsFileLocation(), "/data/ann/Orvane Tessel/layouts.json");
-    }
-    for (const char* unusable : {static_cast<const char*>(nullptr), "", "relative/data"}) {
-        Environment data("XDG_DATA_HOME", unusable);
-        EXPECT_EQ(layoutsFileLocation(), "/home/ann/.local/share/Orvane Tessel/layouts.json");
-    }
-}
-
-TEST(SavedLayouts, LoadingIsEmptyWhenTheFileIsMissingOrDamaged) {
+TEST(SavedLayouts, TheFileHoldsCompactJsonAndIsReadBackByTheSameRules) {
     namespace fs = std::filesystem;
     std::string pattern = (fs::temp_directory_path() / "tessel-layouts-XXXXXX").string();
-    const fs::path folder = mkdtemp(pattern.data());
-    const fs::path file = folder / "layouts.json";
-
+    const fs::path folder = mkdtemp(pattern.data()), file = folder / "layouts.json";
     EXPECT_TRUE(loadSavedLayouts(file).empty());
-    std::ofstream(file) << encodeSavedLayouts({trip()});
+    const std::vector<SavedLayout> layouts{
+        trip(), {"00000000-0000-0000-0000-0000000000AB", "Trip", recipe(SheetPreset::square)}};
+    const std::string text = encodeSavedLayouts(layouts);
+    EXPECT_TRUE(
+        text.starts_with(std::string(R"([{"id":")") + tripID + R"(","name":"Trip","recipe":{)"))
+        << text;
+    EXPECT_EQ(text.find('\n'), std::string::npos);
+    EXPECT_FALSE(json::parse(text)[0]["recipe"].contains("captionAlignment"));
+    EXPECT_EQ(encodeSavedLayouts({}), "[]");
+    std::ofstream(file) << text;
+    EXPECT_EQ(loadSavedLayouts(file), layouts);
+    // Ids are read in either case and kept upper-case; unknown keys are ignored.
+    json element = tripWith("id", "6f9619ff-8b86-d011-b42d-00c04fc964ff");
+    element["extra"] = true;
+    std::ofstream(file) << json::array({element}).dump();
     EXPECT_EQ(loadSavedLayouts(file), std::vector<SavedLayout>{trip()});
-    std::ofstream(file) << "[" << layoutJSON().dump() << ", {\"id\": 1}]";
+    std::ofstream(file) << json::array({element, tripWith("id", 1)}).dump();
     EXPECT_TRUE(loadSavedLayouts(file).empty());
     EXPECT_TRUE(loadSavedLayouts(folder).empty());  // a folder, not a file
     fs::remove_all(folder);

@@ -1,80 +1,75 @@
-#include <set>
+#include <limits>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tessel/SheetTypes.hpp"
+#include "tessel/TesselError.hpp"
 
 namespace tessel {
 namespace {
 
-// Raw values are the storage format of saved layouts: every table must round-trip, be unique,
-// and parse only the exact raw value.
+// Raw values (the saved-layout format) in case order; parsing is exact and case-sensitive.
 template <class E>
-void expectTableIsConsistent() {
-    std::set<std::string_view> raws;
-    for (E value : allCases<E>()) {
-        const auto raw = rawValue(value);
-        EXPECT_FALSE(raw.empty());
-        EXPECT_TRUE(raws.insert(raw).second) << "duplicate raw value " << raw;
-        EXPECT_EQ(fromRawValue<E>(raw), value);
-        EXPECT_FALSE(name(value).empty());
+void expectRawValues(const std::vector<std::string>& raws) {
+    ASSERT_EQ(raws.size(), allCases<E>().size()) << "every case listed";
+    for (std::size_t i = 0; i < raws.size(); ++i) {
+        const auto value = static_cast<E>(i);
+        EXPECT_EQ(rawValue(value), raws[i]);
+        EXPECT_EQ(fromRawValue<E>(raws[i]), value) << raws[i];
+        std::string capitalised = raws[i];
+        capitalised[0] = static_cast<char>(capitalised[0] - 'a' + 'A');
+        EXPECT_EQ(fromRawValue<E>(capitalised), std::nullopt) << capitalised;
+        EXPECT_EQ(fromRawValue<E>(" " + raws[i]), std::nullopt) << raws[i];
     }
+    EXPECT_EQ(fromRawValue<E>(""), std::nullopt);
 }
 
-TEST(SheetEnumerations, RawValuesRoundTripAndAreUnique) {
-    expectTableIsConsistent<SheetPreset>();
-    expectTableIsConsistent<SheetPaper>();
-    expectTableIsConsistent<SheetOrientation>();
-    expectTableIsConsistent<SheetFit>();
-    expectTableIsConsistent<SheetCaption>();
-    expectTableIsConsistent<SheetCaptionAlignment>();
-    expectTableIsConsistent<SheetOutputFormat>();
-}
-
-TEST(SheetEnumerations, CasesAreInDeclarationOrder) {
-    const auto papers = allCases<SheetPaper>();
-    ASSERT_EQ(papers.size(), 5u);
-    EXPECT_EQ(papers[0], SheetPaper::a4);
-    EXPECT_EQ(papers[3], SheetPaper::hd);
-    EXPECT_EQ(papers[4], SheetPaper::custom);
-
-    const auto captions = allCases<SheetCaption>();
-    ASSERT_EQ(captions.size(), 7u);
-    EXPECT_EQ(captions.front(), SheetCaption::none);
-    EXPECT_EQ(captions.back(), SheetCaption::details);
-    EXPECT_EQ(allCases<SheetPreset>().back(), SheetPreset::square);
-}
-
-TEST(SheetEnumerations, ParsingIsExactAndCaseSensitive) {
-    EXPECT_EQ(fromRawValue<SheetPaper>("a4"), SheetPaper::a4);
-    EXPECT_EQ(fromRawValue<SheetPaper>("A4"), std::nullopt);  // the display name
-    EXPECT_EQ(fromRawValue<SheetPaper>(" a4"), std::nullopt);
-    EXPECT_EQ(fromRawValue<SheetPaper>(""), std::nullopt);
+TEST(SheetEnumerations, RawValuesParseExactlyAndFileExtensions) {
+    expectRawValues<SheetPreset>({"contact", "portfolio", "proof", "square"});
+    expectRawValues<SheetPaper>({"a4", "letter", "square", "hd", "custom"});
+    expectRawValues<SheetOrientation>({"portrait", "landscape"});
+    expectRawValues<SheetFit>({"fit", "fill"});
+    expectRawValues<SheetCaption>(
+        {"none", "filename", "date", "dimensions", "camera", "filenameAndDate", "details"});
+    expectRawValues<SheetCaptionAlignment>({"left", "center", "right"});
+    expectRawValues<SheetOutputFormat>({"pdf", "png", "jpeg"});
     EXPECT_EQ(fromRawValue<SheetCaption>("filenameanddate"), std::nullopt);
-    EXPECT_EQ(fromRawValue<SheetCaption>("filenameAndDate"), SheetCaption::filenameAndDate);
     EXPECT_EQ(fromRawValue<SheetOutputFormat>("jpg"), std::nullopt);
-}
-
-TEST(SheetEnumerations, DisplayNamesThatDifferFromRawValues) {
     EXPECT_EQ(name(SheetCaption::details), "Filename + dimensions");
-    EXPECT_EQ(rawValue(SheetCaption::details), "details");
-    EXPECT_EQ(name(SheetPaper::hd), "16:9");
-    EXPECT_EQ(name(SheetPaper::letter), "US Letter");
-    EXPECT_EQ(name(SheetPreset::proof), "Proof grid");
-    EXPECT_EQ(name(SheetCaptionAlignment::center), "Center");
-    EXPECT_EQ(name(SheetOutputFormat::jpeg), "JPEG");
-    EXPECT_EQ(fileExtension(SheetOutputFormat::jpeg), "jpg");
     EXPECT_EQ(fileExtension(SheetOutputFormat::pdf), "pdf");
     EXPECT_EQ(fileExtension(SheetOutputFormat::png), "png");
+    EXPECT_EQ(fileExtension(SheetOutputFormat::jpeg), "jpg");
 }
 
 TEST(SheetColorTest, NamedColoursAndExactEquality) {
     EXPECT_EQ(SheetColor::white(), (SheetColor{1, 1, 1, 1}));
     EXPECT_EQ(SheetColor::black(), (SheetColor{0, 0, 0, 1}));
-    EXPECT_NE(SheetColor::white(), (SheetColor{1, 1, 1, 0.999999}));
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_NE((SheetColor{nan, 0, 0, 1}), (SheetColor{nan, 0, 0, 1}));
+}
+
+TEST(TesselErrorTest, DescriptionsAreTheExactUserFacingTexts) {
+    const std::pair<TesselError, const char*> cases[] = {
+        {TesselError::cannotRead("IMG_1.HEIC"), "IMG_1.HEIC could not be read."},
+        {TesselError::multiFrame("clip.gif", 12),
+         "clip.gif contains 12 frames. Tessel never discards frames silently."},
+        {TesselError::multiFrame("many.tif", 1234567),
+         "many.tif contains 1234567 frames. Tessel never discards frames silently."},
+        {TesselError::verificationFailed("PDF page count does not match"),
+         "The exported sheet failed verification: PDF page count does not match."},
+        {TesselError::noImages(), "Add at least one image."},
+        {TesselError::invalidLayout(),
+         "The page, grid, margins, or spacing leave no room for images."},
+        {TesselError::cannotCreateContext(), "The contact sheet could not be drawn."},
+        {TesselError::cannotEncode(), "The contact sheet could not be encoded."},
+        {TesselError::destinationExists(), "A file already exists at the destination."},
+    };
+    for (const auto& [error, text] : cases) {
+        EXPECT_EQ(error.errorDescription(), text);
+        EXPECT_STREQ(error.what(), text);
+    }
 }
 
 }  // namespace
