@@ -110,17 +110,4 @@ private:
     std::filesystem::path path_;
 };
 
-inline bool havePdftoppm() { return std::system("command -v pdftoppm >/dev/null 2>&1") == 0; }
-
-/// Page 1 of `pdf` rendered by poppler at `dpi` as PNG bytes; nothing when it fails.
-inline std::optional<std::vector<std::uint8_t>> renderFirstPage(const std::filesystem::path& pdf,
-                                                                int dpi) {
-    const auto prefix = pdf.parent_path() / (pdf.stem().string() + "-render");
-    const std::string command = "pdftoppm -png -r " + std::to_string(dpi) +
-                                " -f 1 -l 1 -singlefile '" + pdf.string() + "' '" +
-                                prefix.string() + "' 2>/dev/null";
-    if (std::system(command.c_str()) != 0) return std::nullopt;
-    return readBytes(prefix.string() + ".png");
-}
-
 }  // namespace tessel::testing
