@@ -11,6 +11,7 @@
 #include <memory>
 
 #include <jpeglib.h>
+#include <unistd.h>
 
 namespace tessel::detail {
 namespace {
@@ -193,6 +194,11 @@ std::optional<std::vector<std::uint8_t>> encodeJPEG(std::int64_t width, std::int
 std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size) {
     const std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(file.c_str(), "rbe"));
     if (!stream) return std::nullopt;
+    // Anything but a JPEG is turned away before a buffer's worth of it is read; pread leaves
+    // the stream untouched, so its buffer can still be set below.
+    unsigned char magic[2] = {};
+    if (::pread(::fileno(stream.get()), magic, 2, 0) != 2 || magic[0] != 0xFF || magic[1] != 0xD8)
+        return std::nullopt;
     // libjpeg asks for 4 KB at a time; a larger buffer saves most of the system calls.
     std::setvbuf(stream.get(), nullptr, _IOFBF, 256 * 1024);
     ScaledJpeg out;
