@@ -317,6 +317,33 @@ TEST_F(Inspect, BatchAnswersAsInspectingInOrderWould) {
     EXPECT_TRUE(TesselRenderer::inspectAll({}).empty());
 }
 
+// List rows show what the sheet will: upright, bounded, JPEG; failures are only an absence.
+TEST_F(Inspect, ThumbnailsAreUprightBoundedJpegsOrNothing) {
+    const auto turned =
+        save("turned.jpg", withExif(encodeImage(".jpg", 600, 400), tiffBlock({.orientation = 6})));
+    const auto sizeOf = [](const Bytes& jpeg) {
+        VipsImage* image = vips_image_new_from_buffer(jpeg.data(), jpeg.size(), "", nullptr);
+        EXPECT_NE(image, nullptr);
+        if (!image) return std::pair{0, 0};
+        EXPECT_STREQ(vips_foreign_find_load_buffer(jpeg.data(), jpeg.size()),
+                     "VipsForeignLoadJpegBuffer");
+        const std::pair size{vips_image_get_width(image), vips_image_get_height(image)};
+        g_object_unref(image);
+        return size;
+    };
+    for (const auto& [bound, expected] :
+         {std::pair{320, std::pair{213, 320}}, {1000, {400, 600}}, {0, {1, 1}}, {-5, {1, 1}}}) {
+        SCOPED_TRACE(bound);
+        const auto thumbnail = TesselRenderer::thumbnailData(turned, bound);
+        ASSERT_TRUE(thumbnail);
+        const auto [width, height] = sizeOf(*thumbnail);
+        EXPECT_NEAR(width, expected.first, 1);
+        EXPECT_EQ(height, expected.second);
+    }
+    EXPECT_EQ(TesselRenderer::thumbnailData(scratch / "missing.png", 320), std::nullopt);
+    EXPECT_EQ(TesselRenderer::thumbnailData(save("notes.png", bytesOf("text")), 320), std::nullopt);
+}
+
 TEST(ExifDate, ReadsTheExactPatternAsWallClockTimeInTheMachinesZone) {
     std::tm t{59, 59, 23, 31, 11, 123, 0, 0, -1};  // 2023-12-31 23:59:59 local, glibc's order
     EXPECT_EQ(parseExifDate("2023:12:31 23:59:59"),

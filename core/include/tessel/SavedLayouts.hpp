@@ -46,4 +46,10 @@ std::filesystem::path layoutsFileLocation();
 /// The layouts stored in `file`; empty when it cannot be read or decoded. Never throws.
 std::vector<SavedLayout> loadSavedLayouts(const std::filesystem::path& file);
 
+/// Rewrites `file` whole with `layouts` (`encodeSavedLayouts`), creating its folder when
+/// missing. The text goes to a temporary file beside it that then replaces `file` in one step,
+/// so a reader sees the old list or the new one, never a mix. False when the folder cannot be
+/// made or the file cannot be written; the old file is then unchanged. Never throws.
+bool saveSavedLayouts(const std::filesystem::path& file, const std::vector<SavedLayout>& layouts);
+
 }  // namespace tessel

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "model/RecipeJson.hpp"
+#include "output/Output.hpp"
 #include "util/Uuid.hpp"
 
 namespace tessel {
@@ -106,6 +107,14 @@ std::vector<SavedLayout> loadSavedLayouts(const std::filesystem::path& file) {
     } catch (const SavedLayoutsDecodingError&) {
         return {};
     }
+}
+
+bool saveSavedLayouts(const std::filesystem::path& file, const std::vector<SavedLayout>& layouts) {
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    if (error) return false;
+    const std::string text = encodeSavedLayouts(layouts);
+    return detail::replaceAtomically(std::vector<std::uint8_t>(text.begin(), text.end()), file);
 }
 
 }  // namespace tessel

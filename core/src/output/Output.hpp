@@ -21,6 +21,11 @@ std::string outputBaseName(const std::string& baseName);
 /// `to` already (or appears there meanwhile), `cannotEncode` for every other failure.
 void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to);
 
+/// Replaces whatever is at `to` with exactly `bytes` in one step: the bytes go to a hidden
+/// temporary file in the same folder, flushed to disk and renamed over `to`. False when any
+/// step fails; `to` then keeps its old content and the temporary file is gone. Never throws.
+bool replaceAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to);
+
 /// Reads `file` back. A ".pdf" file (any case) must hold `expectedPages` pages and a first
 /// page within 0.5 points of `size`; any other file must be an image source of
 /// `expectedPages` images whose first is `size` pixels, fractions dropped. Throws

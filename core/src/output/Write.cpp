@@ -146,6 +146,15 @@ void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesyst
     syncFolder(folder);
 }
 
+bool replaceAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to) {
+    const std::filesystem::path folder = to.has_parent_path() ? to.parent_path() : ".";
+    const TemporaryFile temporary{folder / (".orvane-tessel-" + newUUIDString())};
+    if (!writeTemporary(temporary.path(), bytes)) return false;
+    if (::rename(temporary.path().c_str(), to.c_str()) != 0) return false;
+    syncFolder(folder);
+    return true;
+}
+
 }  // namespace detail
 
 std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult& result,
