@@ -144,7 +144,9 @@ std::vector<std::pair<std::string, std::string>> entries(const fs::path& bundle)
         } else {
             throw SignatureError(path + " is neither a file, a folder nor a link");
         }
-        lines.emplace_back(path, kind + " " + hash + " " + path + "\n");
+        std::string line = kind;
+        line.append(" ").append(hash).append(" ").append(path).append("\n");
+        lines.emplace_back(path, std::move(line));
     }
     std::sort(lines.begin(), lines.end());
     return lines;

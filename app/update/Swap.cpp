@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 // The argument vector exec wants, pointing into `arguments`, which must outlive it.
 std::vector<char*> argumentVector(std::vector<std::string>& arguments) {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (auto& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     return argv;

@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -41,6 +42,22 @@ std::string describe(std::optional<UpdateError> error) {
     return error ? std::string(tessel::rawValue(*error)) : "no failure";
 }
 
+// The cases keep their order and raw values: callers may store or log them.
+TEST(UpdateErrorCases, InOrderWithRawValues) {
+    const std::array<const char*, 6> raw{"download",     "unpack",   "notFound",
+                                         "badSignature", "wrongApp", "readOnlyLocation"};
+    const auto cases = tessel::allCases<UpdateError>();
+    ASSERT_EQ(cases.size(), raw.size());
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        EXPECT_EQ(static_cast<std::size_t>(cases[i]), i);
+        EXPECT_EQ(tessel::rawValue(cases[i]), raw[i]);
+        EXPECT_EQ(tessel::fromRawValue<UpdateError>(raw[i]), cases[i]);
+    }
+    EXPECT_EQ(tessel::fromRawValue<UpdateError>("Download"), std::nullopt);
+    EXPECT_STREQ(SelfUpdater::UpdateFailure(UpdateError::wrongApp, "version 1.3.0").what(),
+                 "wrongApp: version 1.3.0");
+}
+
 class Install : public testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -68,7 +85,7 @@ protected:
     // A signed release bundle, made afresh at "release/Tessel.app".
     fs::path release(const std::string& version = "1.3",
                      const std::string& identifier = "com.orvane.Tessel") const {
-        const fs::path app = folder / "release/Tessel.app";
+        fs::path app = folder / "release/Tessel.app";
         fs::remove_all(folder / "release");
         tessel::test::makeBundle(app, version, record(), identifier);
         signing::sign(app, maker.secretKey);

@@ -48,7 +48,7 @@ protected:
     static std::string unreachableURL() {
         TestHttpsServer closed(
             *authority, [](auto&) { return TestReply{}; }, /*silent=*/true);
-        const std::string url = closed.url("/update.zip");
+        std::string url = closed.url("/update.zip");
         closed.stop();
         return url;
     }
