@@ -141,7 +141,6 @@ TEST_F(Install, RefusesAnythingButTheOfferedSignedRelease) {
         int status = 200;
     } cases[] = {
         {"status 404", [&] { return zipOf(release()); }, UpdateError::download, "1.3", 404},
-        {"status 203", [&] { return zipOf(release()); }, UpdateError::download, "1.3", 203},
         {"not a ZIP", [] { return std::string("PK\x03\x04 but nothing after"); },
          UpdateError::unpack},
         {"cut short",
@@ -185,8 +184,6 @@ TEST_F(Install, RefusesAnythingButTheOfferedSignedRelease) {
         {"another identifier", [&] { return zipOf(release("1.3", "com.orvane.Other")); },
          UpdateError::wrongApp},
         {"1.3.0 offered as 1.3", [&] { return zipOf(release("1.3.0")); }, UpdateError::wrongApp},
-        {"1.3 offered as 1.3.0", [&] { return zipOf(release("1.3")); }, UpdateError::wrongApp,
-         "1.3.0"},
         {"information file missing",
          [&] {
              const fs::path app = release();

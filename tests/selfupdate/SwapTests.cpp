@@ -96,16 +96,6 @@ TEST_F(Swap, RestoresAndRelaunchesTheOldBundleWhenTheCopyFails) {
     EXPECT_FALSE(fs::exists(volume / "Tessel.app.bak"));
 }
 
-// Without a bundle in place there is nothing to back up: the script relaunches nothing and
-// leaves no half-made bundle at the destination.
-TEST_F(Swap, LeavesNothingWhenThereIsNoBundleToReplace) {
-    fs::create_directories(dest.parent_path());
-    SelfUpdater::launchSwap(newApp, dest, installation());
-    quitApplication();
-    EXPECT_FALSE(fs::exists(dest));
-    EXPECT_FALSE(fs::exists(record()));
-}
-
 TEST_F(Swap, ScriptThatCannotBeWrittenIsAFileError) {
     auto where = installation();
     where.temporaryDirectory = folder / "absent";
