@@ -15,6 +15,8 @@ packages=(
   fonts-urw-base35 fontconfig
   # command line, application and updates
   libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
+  # making releases: zip archives, library search paths, the manifest
+  libarchive-tools patchelf jq
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
