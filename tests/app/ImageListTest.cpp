@@ -243,14 +243,6 @@ TEST(Sorting, ByDatePutsUndatedImagesFirstAndKeepsTies) {
                                           "5-tie.jpg", "6-undated.jpg"));
 }
 
-TEST(Sorting, OrdersHaveTheirRawValuesAndNames) {
-    EXPECT_EQ(allCases<ImageSort>(),
-              (std::array{ImageSort::manual, ImageSort::filename, ImageSort::date}));
-    EXPECT_EQ(rawValue(ImageSort::filename), "filename");
-    EXPECT_EQ(name(ImageSort::date), "Date");
-    EXPECT_EQ(fromRawValue<ImageSort>("Date"), std::nullopt);
-}
-
 TEST(Removing, RemoveAllEmptiesTheListAndThePreview) {
     Harness harness;
     addImages(harness);

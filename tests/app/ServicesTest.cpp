@@ -1,12 +1,10 @@
 // The real services: the file viewer on a private D-Bus session bus, printing into a PDF file
-// read back with qpdf, the settings store, and the widget dialogs driven as a user would.
+// read back with qpdf, and the widget dialogs driven as a user would.
 
 #include <QApplication>
-#include <QBuffer>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
-#include <QPdfDocument>
 #include <QPushButton>
 #include <QTimer>
 #include <QTreeView>
@@ -108,27 +106,6 @@ TEST(Printing, PrintsEveryPreviewPageAtTheRecipesPageSize) {
             EXPECT_NEAR(page.height, expected.height, 1.0);
         }
     }
-}
-
-TEST(Printing, ADocumentThatDoesNotLoadIsRefusedByQtPdf) {
-    // What the model checks before it prints: such bytes never reach the printer.
-    QByteArray bytes("%PDF-1.4 cut short");
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QPdfDocument document;
-    document.load(&buffer);
-    EXPECT_NE(document.status(), QPdfDocument::Status::Ready);
-}
-
-TEST(Settings, KeepTextsUnderTheirKeysAcrossStores) {
-    Harness harness;
-    EXPECT_EQ(harness.settings->string(QStringLiteral("orvane.tessel.updatePromptedVersion")),
-              std::nullopt);
-    harness.settings->setString(QStringLiteral("orvane.tessel.updatePromptedVersion"),
-                                QStringLiteral("1.3"));
-    app::QtSettingsStore again;
-    EXPECT_EQ(again.string(QStringLiteral("orvane.tessel.updatePromptedVersion")),
-              QStringLiteral("1.3"));
 }
 
 // Runs `answer` on the modal dialog that `open` shows, once it is up.
