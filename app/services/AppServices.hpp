@@ -18,7 +18,8 @@ namespace tessel::app {
 
 /// Where updates are looked for, and the version they are compared with.
 struct UpdateSource {
-    /// The session every manifest request goes through; used from background threads.
+    /// The session every manifest request goes through, used from background threads; the
+    /// application's is `CurlHttpSession(Updater::sessionOptions())`.
     HttpSession& session;
     /// The manifest's location; the application's is `Updater::manifestLocation()`.
     std::string manifestURL = Updater::manifestLocation();
