@@ -5,8 +5,9 @@
 //
 // Every repetition makes a fresh model (no update server is contacted: its manifest points at
 // a closed port) and adds the files as one batch. The preview figures include the model's
-// 280 ms wait that gathers quick edits into one render. Prints one line per repetition and the
-// medians.
+// 280 ms wait that gathers quick edits into one render. "stall" is the longest time the main
+// thread's event loop went without turning (a window would freeze that long). Prints one line
+// per repetition and the medians.
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -63,7 +64,27 @@ double millisecondsSince(Clock::time_point start) {
 }
 
 struct Run {
-    double listed, firstPreview, editPreview;
+    double listed, firstPreview, editPreview, stall;
+};
+
+// The longest gap between two turns of the event loop while it lives.
+class StallWatch {
+public:
+    StallWatch() {
+        QObject::connect(&tick_, &QTimer::timeout, [this] {
+            const Clock::time_point now = Clock::now();
+            longest_ =
+                std::max(longest_, std::chrono::duration<double, std::milli>(now - last_).count());
+            last_ = now;
+        });
+        tick_.start(1);
+    }
+    double longest() const { return longest_; }
+
+private:
+    QTimer tick_;
+    Clock::time_point last_ = Clock::now();
+    double longest_ = 0;
 };
 
 Run measure(const std::vector<fs::path>& files) {
@@ -80,6 +101,7 @@ Run measure(const std::vector<fs::path>& files) {
         if (model.previewResult()) *previewTarget = millisecondsSince(previewFrom), ++results;
     });
 
+    const StallWatch stalls;
     const Clock::time_point start = Clock::now();
     previewFrom = start;
     model.add(files);
@@ -92,6 +114,7 @@ Run measure(const std::vector<fs::path>& files) {
     previewFrom = Clock::now();
     model.editRecipe([](SheetRecipe& recipe) { recipe.captionColor = {0.8, 0.1, 0.1, 1}; });
     waitUntil([&] { return results == 2 && !model.isRendering(); });
+    run.stall = stalls.longest();
     return run;
 }
 
@@ -129,17 +152,20 @@ int main(int argc, char** argv) {
     }
     warm(files);
 
-    std::vector<double> listed, first, edit;
-    std::printf("%-4s %12s %18s %18s\n", "run", "listed ms", "first preview ms", "edit preview ms");
+    std::vector<double> listed, first, edit, stall;
+    std::printf("%-4s %12s %18s %18s %10s\n", "run", "listed ms", "first preview ms",
+                "edit preview ms", "stall ms");
     for (int rep = 1; rep <= reps; ++rep) {
         const Run run = measure(files);
         listed.push_back(run.listed);
         first.push_back(run.firstPreview);
         edit.push_back(run.editPreview);
-        std::printf("%-4d %12.0f %18.0f %18.0f\n", rep, run.listed, run.firstPreview,
-                    run.editPreview);
+        stall.push_back(run.stall);
+        std::printf("%-4d %12.0f %18.0f %18.0f %10.0f\n", rep, run.listed, run.firstPreview,
+                    run.editPreview, run.stall);
     }
-    std::printf("%-4s %12.0f %18.0f %18.0f\n", "med", median(listed), median(first), median(edit));
+    std::printf("%-4s %12.0f %18.0f %18.0f %10.0f\n", "med", median(listed), median(first),
+                median(edit), median(stall));
     std::printf("%zu files; preview times include the 280 ms wait for further edits\n",
                 files.size());
     return 0;

@@ -7,7 +7,7 @@
 #
 #   --reps N     repetitions (default 3); the last line shows medians
 #   --build DIR  a configured build tree to use (default build/release, made when missing)
-#   --count N    how many corpus files to add (default 48)
+#   --count N    how many corpus files to add (default 48; make-corpus.sh makes up to any count)
 #
 # Builds tessel_bench_model when needed and the corpus (bench/make-corpus.sh) when it is missing.
 set -euo pipefail
