@@ -21,3 +21,10 @@ if(EXISTS ${PROJECT_SOURCE_DIR}/core/src/draw/PageDrawing.cpp)
   pkg_check_modules(BENCH_CAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)
   target_link_libraries(tessel_bench_stages PRIVATE PkgConfig::BENCH_CAIRO)
 endif()
+
+# tessel_bench_model: the application model driven without a window (bench/model.sh).
+if(TARGET tessel_app)
+  add_executable(tessel_bench_model ${CMAKE_CURRENT_LIST_DIR}/model.cpp)
+  target_link_libraries(tessel_bench_model PRIVATE tessel_app)
+  tessel_warnings(tessel_bench_model)
+endif()

@@ -14,13 +14,13 @@ packages=(
   # fonts for captions: Nimbus Sans is metric-compatible with Helvetica
   fonts-urw-base35 fontconfig
   # command line, application and updates
-  libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
+  libcli11-dev qt6-base-dev qt6-pdf-dev libarchive-dev libsodium-dev
   # making releases: zip archives, library search paths, the manifest
   libarchive-tools patchelf jq
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
-  xvfb xauth python3 locales
+  xvfb xauth python3 locales dbus-daemon
 )
 
 missing=()
