@@ -34,7 +34,6 @@ int main(int argc, char** argv) {
     QApplication::setOrganizationName(QStringLiteral("Orvane"));
     QApplication::setApplicationName(QStringLiteral("Tessel"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tessel"));
-    QApplication::setDesktopFileName(QStringLiteral("com.orvane.Tessel"));
     tessel::app::ColorSchemeFollower colorScheme;
 
     tessel::app::WidgetDialogs dialogs;
@@ -50,8 +49,6 @@ int main(int argc, char** argv) {
     tessel::app::MainWindow window(model);
     dialogs.setWindow(&window);
     printing.setWindow(&window);
-    QObject::connect(&model, &tessel::app::AppModel::quitRequested, &application,
-                     &QApplication::quit, Qt::QueuedConnection);
     window.show();
     return QApplication::exec();
 }
