@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 #include <QPainter>
+#include <QScreen>
 #include <QSplitter>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -89,6 +90,7 @@ MainWindow::MainWindow(AppModel& model, QWidget* parent) : QMainWindow(parent), 
     alert_ = new ErrorAlert(model_, this);
 
     makeToolBar();
+    resize(sizeHint());  // a window's own first size is capped at two thirds of the screen
     for (auto signal : {&AppModel::itemsChanged, &AppModel::selectedIDChanged})
         connect(&model_, signal, this, &MainWindow::refresh);
     refresh();
@@ -106,6 +108,12 @@ void MainWindow::makeToolBar() {
     addImages_->setToolTip(QStringLiteral("Add images or folders"));
     reveal_ = toolBar_->addAction(symbolIcon(Symbol::folder), QStringLiteral("Reveal"), &model_,
                                   &AppModel::revealSelected);
+}
+
+QSize MainWindow::sizeHint() const {
+    const QSize preferred(1360, 900);
+    const QSize available = screen() ? screen()->availableSize() : preferred;
+    return preferred.boundedTo(available * 0.92).expandedTo(minimumSizeHint());
 }
 
 void MainWindow::refresh() { reveal_->setEnabled(model_.selectedItem().has_value()); }

@@ -51,6 +51,9 @@ public:
     /// Shows the model in the toolbar ("Reveal" needs a selected item).
     void refresh();
 
+    /// Room for the panes at their ideal widths and a page of a useful size, within the screen.
+    QSize sizeHint() const override;
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
