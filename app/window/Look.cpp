@@ -63,7 +63,9 @@ QFont font(Type type) {
 void setType(QWidget* widget, Type type) { widget->setFont(font(type)); }
 
 QColor mix(const QColor& a, const QColor& b, double amount) {
-    const auto blend = [amount](double x, double y) { return x + (y - x) * amount; };
+    const auto blend = [amount](float x, float y) {
+        return static_cast<double>(x) + (static_cast<double>(y) - static_cast<double>(x)) * amount;
+    };
     return QColor::fromRgbF(static_cast<float>(blend(a.redF(), b.redF())),
                             static_cast<float>(blend(a.greenF(), b.greenF())),
                             static_cast<float>(blend(a.blueF(), b.blueF())),
@@ -124,8 +126,7 @@ void setBackground(QWidget* widget, QPalette::ColorRole role) {
     widget->setAutoFillBackground(true);
 }
 
-Separator::Separator(Qt::Orientation orientation, QWidget* parent)
-    : QWidget(parent), orientation_(orientation) {
+Separator::Separator(Qt::Orientation orientation, QWidget* parent) : QWidget(parent) {
     if (orientation == Qt::Horizontal)
         setFixedHeight(1);
     else

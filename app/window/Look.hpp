@@ -65,9 +65,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-
-private:
-    Qt::Orientation orientation_;
 };
 
 }  // namespace tessel::app::look

@@ -165,8 +165,7 @@ void OptionsPane::refreshSavedLayouts() {
             const auto& layouts = model_.savedLayouts();
             const auto found = std::ranges::find(layouts, id.toStdString(), &SavedLayout::id);
             if (found == layouts.end()) return;
-            const SavedLayout deleted = *found;  // the list changes under the call
-            model_.deleteLayout(deleted);
+            model_.deleteLayout(SavedLayout(*found));  // a copy: the list changes under the call
         });
     }
 }

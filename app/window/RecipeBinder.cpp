@@ -49,10 +49,12 @@ NumberField* RecipeBinder::numberField(const QString& placeholder, int width, QW
                                        std::function<std::int64_t(const SheetRecipe&)> read,
                                        std::function<void(SheetRecipe&, std::int64_t)> write) {
     auto* field = new NumberField(placeholder, width, parent);
-    QObject::connect(field, &NumberField::submitted, field, [this, write](std::int64_t value) {
-        model_.editRecipe([&write, value](SheetRecipe& recipe) { write(recipe, value); });
-    });
-    auto show = [this, field, read] { field->showValue(read(model_.recipe())); };
+    QObject::connect(
+        field, &NumberField::submitted, field,
+        [this, write = std::move(write)](std::int64_t value) {
+            model_.editRecipe([&write, value](SheetRecipe& recipe) { write(recipe, value); });
+        });
+    auto show = [this, field, read = std::move(read)] { field->showValue(read(model_.recipe())); };
     QObject::connect(field, &NumberField::abandoned, field, show);
     bind(show);
     return field;

@@ -223,7 +223,7 @@ TEST(Window, EveryControlIsReachableByKeyboardAndNamedForScreenReaders) {
         QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(widget);
         ASSERT_NE(accessible, nullptr);
         if (accessible->text(QAccessible::Name).trimmed().isEmpty())
-            unnamed.push_back(widget->metaObject()->className());
+            unnamed.emplace_back(widget->metaObject()->className());
     }
     EXPECT_THAT(unnamed, ElementsAre());
 
