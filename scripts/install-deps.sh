@@ -15,6 +15,8 @@ packages=(
   fonts-urw-base35 fontconfig
   # command line, application and updates
   libcli11-dev qt6-base-dev qt6-pdf-dev libarchive-dev libsodium-dev
+  # the window's icons: Qt SVG and its icon engine (theme icons and our own drawings)
+  qt6-svg-dev libqt6svg6
   # making releases: zip archives, library search paths, the manifest
   libarchive-tools patchelf jq
   # tests and benchmarks

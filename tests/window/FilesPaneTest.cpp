@@ -1,0 +1,192 @@
+// The files pane as a user sees and works it: the empty panel, the rows, selection, the row
+// menu with its deliberate asymmetry, the move buttons, sorting, and reordering by dragging a
+// row's UUID onto another row.
+
+#include <QContextMenuEvent>
+#include <QLabel>
+#include <QMimeData>
+#include <QTest>
+#include <QToolButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "WindowHarness.hpp"
+#include "window/EmptyState.hpp"
+#include "window/FilesPane.hpp"
+#include "window/ImageListView.hpp"
+#include "window/Texts.hpp"
+
+namespace {
+
+using namespace tessel;
+using namespace tessel::test;
+using ::testing::ElementsAre;
+
+std::vector<std::string> names(app::AppModel& model) {
+    std::vector<std::string> out;
+    for (const app::ImageItem& item : model.items()) out.push_back(item.url.filename().string());
+    return out;
+}
+
+std::string selectedName(app::AppModel& model) {
+    const auto item = model.selectedItem();
+    return item ? item->url.filename().string() : "(none)";
+}
+
+// The middle of `row` in the list's viewport.
+QPoint rowCentre(app::ImageListView* list, int row) {
+    return list->visualRect(list->listModel()->index(row, 0)).center();
+}
+
+// A right click on `row` as the platform delivers it: the button, then the menu request.
+void rightClickRow(app::ImageListView* list, int row) {
+    const QPoint at = rowCentre(list, row);
+    QTest::mouseClick(list->viewport(), Qt::RightButton, {}, at);
+    QContextMenuEvent request(QContextMenuEvent::Mouse, at, list->viewport()->mapToGlobal(at));
+    QCoreApplication::sendEvent(list->viewport(), &request);
+}
+
+TEST(FilesPane, EmptyListInvitesADropAndOffersTheOpenPanel) {
+    WindowHarness ui;
+    app::FilesPane* files = ui.window().filesPane();
+    EXPECT_EQ(files->body(), files->emptyState());
+    EXPECT_EQ(files->emptyState()->title().toStdString(), "Drop images here");
+    EXPECT_EQ(files->emptyState()->description().toStdString(),
+              "Add individual images or whole folders. Originals are never changed.");
+    EXPECT_EQ(text(files->count()), "0");
+
+    auto* choose = files->emptyState()->findChild<QPushButton*>();
+    ASSERT_NE(choose, nullptr);
+    EXPECT_EQ(text(choose), "Choose Images…");
+    click(choose);
+    ASSERT_EQ(ui.harness.dialogs.openPanels.size(), 1u);
+    EXPECT_EQ(ui.harness.dialogs.openPanels[0].prompt.toStdString(), "Add");
+}
+
+TEST(FilesPane, RowsShowEveryItemWithCountAndTotalSize) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::FilesPane* files = ui.window().filesPane();
+    EXPECT_NE(files->body(), files->emptyState());
+    EXPECT_EQ(text(files->count()), "3");
+
+    const QAbstractItemModel* rows = files->list()->model();
+    ASSERT_EQ(rows->rowCount(), 3);
+    EXPECT_EQ(rows->index(1, 0).data().toString().toStdString(), "b.png");
+    EXPECT_EQ(rows->index(1, 0).data(app::ImageListModel::DimensionsRole).toString().toStdString(),
+              "41 × 30");
+    std::int64_t bytes = 0;
+    for (const app::ImageItem& item : ui.model().items()) bytes += item.info.bytes;
+    EXPECT_GT(bytes, 0);
+    EXPECT_EQ(text(files->totalSize()), app::texts::byteCount(bytes).toStdString());
+}
+
+TEST(FilesPane, SelectionFollowsClicksAndTheModel) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::ImageListView* list = ui.window().filesPane()->list();
+    EXPECT_EQ(selectedName(ui.model()), "a.png");  // the first added is selected
+
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rowCentre(list, 2));
+    EXPECT_EQ(selectedName(ui.model()), "c.png");
+
+    ui.model().setSelectedID(ui.model().items()[1].id);
+    const QModelIndexList shown = list->selectionModel()->selectedRows();
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_EQ(shown[0].row(), 1);
+}
+
+TEST(FilesPane, RowMenuRemovesTheSelectionButMovesTheClickedRow) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::ImageListView* list = ui.window().filesPane()->list();
+
+    // "Remove" on c (not selected) removes a, the selection; the right click selects nothing.
+    rightClickRow(list, 2);
+    EXPECT_EQ(selectedName(ui.model()), "a.png");
+    EXPECT_TRUE(chooseFromOpenMenu(QStringLiteral("Remove")));
+    ui.settle();
+    EXPECT_THAT(names(ui.model()), ElementsAre("b.png", "c.png"));
+    EXPECT_EQ(selectedName(ui.model()), "b.png");
+
+    // "Move Up" on c selects c, then moves it.
+    rightClickRow(list, 1);
+    EXPECT_TRUE(chooseFromOpenMenu(QStringLiteral("Move Up")));
+    EXPECT_THAT(names(ui.model()), ElementsAre("c.png", "b.png"));
+    EXPECT_EQ(selectedName(ui.model()), "c.png");
+}
+
+TEST(FilesPane, RowMenuHasFourItemsInOrder) {
+    WindowHarness ui;
+    ui.addImages(1);
+    QMenu* menu = ui.window().filesPane()->list()->menuForRow(0);
+    EXPECT_THAT(titles(menu), ElementsAre("Move Up", "Move Down", "Show in Folder", "Remove"));
+    menu->deleteLater();
+}
+
+TEST(FilesPane, FooterButtonsMoveTheSelection) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::FilesPane* files = ui.window().filesPane();
+    EXPECT_EQ(files->moveUpButton()->toolTip().toStdString(), "Move selected up");
+    EXPECT_EQ(files->moveDownButton()->toolTip().toStdString(), "Move selected down");
+    click(files->moveDownButton());
+    EXPECT_THAT(names(ui.model()), ElementsAre("b.png", "a.png", "c.png"));
+    click(files->moveUpButton());
+    click(files->moveUpButton());  // already first: nothing happens
+    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "c.png"));
+}
+
+TEST(FilesPane, SortMenuOffersTheThreeOrdersAndSortsByTheChosenOne) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::FilesPane* files = ui.window().filesPane();
+    EXPECT_EQ(files->sortButton()->toolTip().toStdString(), "Sort images");
+    EXPECT_THAT(titles(files->sortMenu()), ElementsAre("Manual", "Filename", "Date"));
+
+    click(files->moveDownButton());  // b, a, c
+    click(files->sortButton());
+    EXPECT_TRUE(chooseFromOpenMenu(QStringLiteral("Filename")));
+    EXPECT_EQ(ui.model().sort(), app::ImageSort::filename);
+    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "c.png"));
+    EXPECT_TRUE(files->sortMenu()->actions()[1]->isChecked());
+}
+
+TEST(FilesPane, RowDragCarriesTheItemsUuid) {
+    WindowHarness ui;
+    ui.addImages(2);
+    app::ImageListModel* rows = ui.window().filesPane()->list()->listModel();
+    std::unique_ptr<QMimeData> payload(rows->mimeData({rows->index(1, 0)}));
+    ASSERT_NE(payload, nullptr);
+    EXPECT_EQ(QUuid::fromString(payload->text()), ui.model().items()[1].id);
+    EXPECT_EQ(payload->text(), payload->text().toUpper());
+}
+
+TEST(FilesPane, DroppingARowsUuidOnAnotherRowPutsItBefore) {
+    WindowHarness ui;
+    ui.addImages(3);
+    app::ImageListView* list = ui.window().filesPane()->list();
+    QMimeData payload;
+    payload.setText(app::dragPayload(ui.model().items()[2].id));  // c onto a
+    const QPoint onA = inWindow(list->viewport(), rowCentre(list, 0));
+    EXPECT_TRUE(hover(&ui.window(), onA, payload));
+    EXPECT_TRUE(drop(&ui.window(), onA, payload));
+    ui.settle();
+    EXPECT_THAT(names(ui.model()), ElementsAre("c.png", "a.png", "b.png"));
+}
+
+TEST(FilesPane, RowDropsOtherThanAUuidAreRefused) {
+    WindowHarness ui;
+    ui.addImages(2);
+    app::ImageListView* list = ui.window().filesPane()->list();
+    for (const QString& refused : {QString(), QStringLiteral("not a uuid")}) {
+        QMimeData payload;
+        payload.setText(refused);
+        EXPECT_FALSE(hover(&ui.window(), inWindow(list->viewport(), rowCentre(list, 1)), payload));
+        leave(&ui.window());
+    }
+    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png"));
+}
+
+}  // namespace

@@ -1,0 +1,254 @@
+// The options pane driven with the keyboard and mouse: what each control shows, when it tells
+// the model, the rows that come and go, the clamped and unclamped fields, the validation
+// message and the presets menu.
+
+#include <QColorDialog>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTest>
+#include <QToolButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "WindowHarness.hpp"
+#include "window/ColorWell.hpp"
+#include "window/Look.hpp"
+#include "window/NumberField.hpp"
+#include "window/OptionsPane.hpp"
+#include "window/SegmentedControl.hpp"
+
+namespace {
+
+using namespace tessel;
+using namespace tessel::test;
+using ::testing::ElementsAre;
+
+// The control of the row labelled `label`, found through the label's buddy.
+template <class Control>
+Control* control(app::OptionsPane* pane, const QString& label) {
+    for (QLabel* name : pane->findChildren<QLabel*>())
+        if (name->text() == label && name->buddy() != nullptr)
+            return qobject_cast<Control*>(name->buddy());
+    return nullptr;
+}
+
+// Types `text` into `field` after selecting what it holds, and presses Return.
+void typeAndSubmit(QLineEdit* field, const QString& text) {
+    field->setFocus();
+    field->selectAll();
+    QTest::keyClicks(field, text);
+    QTest::keyClick(field, Qt::Key_Return);
+}
+
+class OptionsPaneTest : public ::testing::Test {
+protected:
+    app::OptionsPane* pane() { return ui.window().optionsPane(); }
+    const SheetRecipe& recipe() { return ui.model().recipe(); }
+
+    WindowHarness ui;
+};
+
+TEST_F(OptionsPaneTest, ControlsShowTheContactPresetAtStart) {
+    EXPECT_EQ(control<QComboBox>(pane(), "Paper")->currentText().toStdString(), "A4");
+    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Orientation")->currentIndex(), 0);
+    EXPECT_EQ(pane()->columns()->value(), 3);
+    EXPECT_EQ(pane()->rows()->value(), 4);
+    EXPECT_EQ(pane()->margin()->text().toStdString(), "72");
+    EXPECT_EQ(pane()->spacing()->text().toStdString(), "28");
+    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Images")->currentIndex(), 0);
+    EXPECT_EQ(control<QComboBox>(pane(), "Show")->currentText().toStdString(), "Filename");
+    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Alignment")->currentIndex(), 1);
+    EXPECT_EQ(control<QLineEdit>(pane(), "Size")->text().toStdString(), "18");
+    EXPECT_EQ(control<QComboBox>(pane(), "Format")->currentText().toStdString(), "PDF");
+    EXPECT_EQ(control<QLineEdit>(pane(), "Filename suffix")->text().toStdString(), "-sheet");
+    EXPECT_TRUE(pane()->customSizeRow()->isHidden());
+    EXPECT_TRUE(pane()->qualityRow()->isHidden());
+    EXPECT_EQ(text(pane()->outputNote()), "All pages are saved in one PDF.");
+    EXPECT_TRUE(pane()->validation()->isHidden());
+    EXPECT_TRUE(pane()->showInFolder()->isHidden());
+    EXPECT_FALSE(pane()->print()->isEnabled());
+    EXPECT_FALSE(pane()->exportSheet()->isEnabled());
+    EXPECT_EQ(text(pane()->exportSheet()), "Export Sheet…");
+}
+
+TEST_F(OptionsPaneTest, CustomPaperShowsWidthAndHeightAndKeepsThemWhenHidden) {
+    auto* paper = control<QComboBox>(pane(), "Paper");
+    paper->setFocus();
+    QTest::keyClick(paper, Qt::Key_End);  // "Custom", the last
+    EXPECT_EQ(recipe().paper, SheetPaper::custom);
+    EXPECT_TRUE(pane()->customSizeRow()->isVisible());
+    EXPECT_EQ(pane()->customWidth()->text().toStdString(), "2480");
+    EXPECT_EQ(pane()->customHeight()->text().toStdString(), "3508");
+
+    typeAndSubmit(pane()->customWidth(), QStringLiteral("3000"));
+    EXPECT_EQ(recipe().customWidth, 3000);
+
+    paper->setFocus();
+    QTest::keyClick(paper, Qt::Key_Home);  // "A4"
+    EXPECT_EQ(recipe().paper, SheetPaper::a4);
+    EXPECT_TRUE(pane()->customSizeRow()->isHidden());
+    EXPECT_EQ(recipe().customWidth, 3000);
+
+    QTest::keyClick(paper, Qt::Key_End);
+    EXPECT_TRUE(pane()->customSizeRow()->isVisible());
+    EXPECT_EQ(pane()->customWidth()->text().toStdString(), "3000");
+}
+
+TEST_F(OptionsPaneTest, NoCaptionHidesThreeRowsWhoseValuesComeBack) {
+    auto* show = control<QComboBox>(pane(), "Show");
+    show->setFocus();
+    QTest::keyClick(show, Qt::Key_Home);  // "None"
+    EXPECT_EQ(recipe().caption, SheetCaption::none);
+    EXPECT_TRUE(pane()->alignmentRow()->isHidden());
+    EXPECT_TRUE(pane()->sizeRow()->isHidden());
+    EXPECT_TRUE(pane()->captionColorRow()->isHidden());
+    EXPECT_EQ(recipe().captionFontSize, 18.0);
+
+    QTest::keyClick(show, Qt::Key_Down);  // "Filename"
+    EXPECT_EQ(recipe().caption, SheetCaption::filename);
+    EXPECT_TRUE(pane()->sizeRow()->isVisible());
+    EXPECT_EQ(control<QLineEdit>(pane(), "Size")->text().toStdString(), "18");
+    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Alignment")->currentIndex(), 1);
+}
+
+TEST_F(OptionsPaneTest, AnAbsentAlignmentShowsCentreAndChoosingItStoresIt) {
+    ui.model().editRecipe([](SheetRecipe& r) { r.captionAlignment = std::nullopt; });
+    auto* alignment = control<app::SegmentedControl>(pane(), "Alignment");
+    EXPECT_EQ(alignment->currentIndex(), 1);
+    click(alignment->segment(1));
+    EXPECT_EQ(recipe().captionAlignment, SheetCaptionAlignment::center);
+
+    alignment->segment(1)->setFocus();
+    QTest::keyClick(alignment->segment(1), Qt::Key_Right);
+    EXPECT_EQ(recipe().captionAlignment, SheetCaptionAlignment::right);
+    EXPECT_EQ(alignment->currentIndex(), 2);
+}
+
+TEST_F(OptionsPaneTest, QualityShowsOnlyForJpegAndStopsAt45Percent) {
+    auto* format = control<QComboBox>(pane(), "Format");
+    format->setFocus();
+    QTest::keyClick(format, Qt::Key_End);  // "JPEG"
+    EXPECT_TRUE(pane()->qualityRow()->isVisible());
+    EXPECT_EQ(text(pane()->qualityValue()), "90%");
+    EXPECT_EQ(text(pane()->outputNote()), "Multi-page layouts are saved as numbered image files.");
+
+    pane()->quality()->setFocus();
+    QTest::keyClick(pane()->quality(), Qt::Key_Home);
+    for (int i = 0; i < 3; ++i) QTest::keyClick(pane()->quality(), Qt::Key_Left);
+    EXPECT_EQ(pane()->quality()->value(), 45);
+    EXPECT_DOUBLE_EQ(recipe().jpegQuality, 0.45);
+    EXPECT_EQ(text(pane()->qualityValue()), "45%");
+
+    QTest::keyClick(format, Qt::Key_Home);  // "PDF"
+    EXPECT_TRUE(pane()->qualityRow()->isHidden());
+}
+
+TEST_F(OptionsPaneTest, SteppersClampToOneThroughTwelve) {
+    for (QSpinBox* stepper : {pane()->columns(), pane()->rows()}) {
+        stepper->setFocus();
+        for (int i = 0; i < 15; ++i) QTest::keyClick(stepper, Qt::Key_Up);
+        EXPECT_EQ(stepper->value(), 12);
+        for (int i = 0; i < 15; ++i) QTest::keyClick(stepper, Qt::Key_Down);
+        EXPECT_EQ(stepper->value(), 1);
+    }
+    EXPECT_EQ(recipe().columns, 1);
+    EXPECT_EQ(recipe().rows, 1);
+}
+
+TEST_F(OptionsPaneTest, NegativeMarginIsStoredOnReturnShownInRedAndBlocksExport) {
+    ui.addImages(2);
+    EXPECT_TRUE(pane()->exportSheet()->isEnabled());
+
+    app::NumberField* margin = pane()->margin();
+    margin->setFocus();
+    margin->selectAll();
+    QTest::keyClicks(margin, QStringLiteral("-5"));
+    EXPECT_EQ(recipe().margin, 72);  // nothing is told before Return
+    QTest::keyClick(margin, Qt::Key_Return);
+    EXPECT_EQ(recipe().margin, -5);
+
+    EXPECT_TRUE(pane()->validation()->isVisible());
+    EXPECT_EQ(text(pane()->validation()), "Margins and spacing cannot be negative.");
+    EXPECT_EQ(pane()->validation()->palette().color(QPalette::WindowText),
+              app::look::validationRed(pane()->palette()));
+    EXPECT_FALSE(pane()->exportSheet()->isEnabled());
+
+    typeAndSubmit(margin, QStringLiteral("10"));
+    EXPECT_TRUE(pane()->validation()->isHidden());
+}
+
+TEST_F(OptionsPaneTest, TextThatIsNoNumberIsNeverStoredAndTheValueReturns) {
+    app::NumberField* spacing = pane()->spacing();
+    spacing->setFocus();
+    spacing->selectAll();
+    QTest::keyClick(spacing, Qt::Key_Backspace);
+    QTest::keyClick(spacing, Qt::Key_Return);
+    EXPECT_EQ(recipe().spacing, 28);
+    pane()->margin()->setFocus();  // leaving the field
+    EXPECT_EQ(spacing->text().toStdString(), "28");
+}
+
+TEST_F(OptionsPaneTest, SuffixIsStoredAsItIsTyped) {
+    auto* suffix = control<QLineEdit>(pane(), "Filename suffix");
+    suffix->setFocus();
+    suffix->selectAll();
+    QTest::keyClicks(suffix, QStringLiteral("-web"));
+    EXPECT_EQ(recipe().suffix, "-web");
+}
+
+TEST_F(OptionsPaneTest, ColorWellStoresThePickedColourWithoutOpacity) {
+    auto* well = control<app::ColorWell>(pane(), "Background");
+    click(well);
+    QColorDialog* dialog = nullptr;
+    for (QColorDialog* open : ui.window().findChildren<QColorDialog*>())
+        if (open->isVisible()) dialog = open;
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_FALSE(dialog->testOption(QColorDialog::ShowAlphaChannel));
+    dialog->setCurrentColor(QColor::fromHsv(0, 255, 255));  // red, picked as HSV
+    dialog->accept();
+    EXPECT_EQ(recipe().background, (SheetColor{1, 0, 0, 1}));
+    EXPECT_EQ(well->color(), QColor(255, 0, 0));
+}
+
+TEST_F(OptionsPaneTest, PresetsMenuListsPresetsThenSavedLayouts) {
+    QMenu* menu = pane()->presetsButton()->menu();
+    EXPECT_THAT(titles(menu),
+                ElementsAre("Contact sheet", "Portfolio", "Proof grid", "Square grid"));
+    menu->actions()[2]->trigger();  // "Proof grid"
+    EXPECT_EQ(recipe(), tessel::recipe(SheetPreset::proof));
+    EXPECT_EQ(pane()->columns()->value(), 5);
+
+    ui.model().saveCurrentLayout(QStringLiteral("Trip"));
+    EXPECT_THAT(titles(menu), ElementsAre("Contact sheet", "Portfolio", "Proof grid", "Square grid",
+                                          "-", "Trip"));
+    ui.model().applyPreset(SheetPreset::contact);
+    menu->actions()[5]->trigger();
+    EXPECT_EQ(recipe(), tessel::recipe(SheetPreset::proof));
+}
+
+TEST_F(OptionsPaneTest, SavedLayoutRowsApplyAndDelete) {
+    ui.model().applyPreset(SheetPreset::square);
+    ui.model().saveCurrentLayout(QStringLiteral("Squares"));
+    ui.model().applyPreset(SheetPreset::contact);
+
+    auto* apply = pane()->savedLayouts()->findChild<QPushButton*>();
+    ASSERT_NE(apply, nullptr);
+    EXPECT_EQ(text(apply), "Squares");
+    click(apply);
+    EXPECT_EQ(recipe(), tessel::recipe(SheetPreset::square));
+
+    auto* remove = pane()->savedLayouts()->findChild<QToolButton*>();
+    ASSERT_NE(remove, nullptr);
+    EXPECT_EQ(remove->accessibleName().toStdString(), "Delete Squares");
+    click(remove);
+    EXPECT_TRUE(ui.model().savedLayouts().empty());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(pane()->savedLayouts()->findChild<QPushButton*>(), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,262 @@
+// The window as a whole: its frame and toolbar, file drops anywhere on the content, the save
+// dialog, the error alert, the close guard, keyboard and screen-reader reach, and the
+// settings window.
+
+#include <QAccessible>
+#include <QDesktopServices>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTest>
+#include <QToolBar>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TestImages.hpp"
+#include "WindowHarness.hpp"
+#include "window/ErrorAlert.hpp"
+#include "window/FileDrops.hpp"
+#include "window/FilesPane.hpp"
+#include "window/ImageListView.hpp"
+#include "window/OptionsPane.hpp"
+#include "window/PreviewPane.hpp"
+#include "window/SaveLayoutDialog.hpp"
+#include "window/SettingsWindow.hpp"
+
+namespace {
+
+using namespace tessel;
+using namespace tessel::test;
+using ::testing::ElementsAre;
+
+std::unique_ptr<QMimeData> filesPayload(const std::vector<std::filesystem::path>& files) {
+    auto data = std::make_unique<QMimeData>();
+    QList<QUrl> urls;
+    for (const auto& file : files)
+        urls << QUrl::fromLocalFile(QString::fromStdString(file.string()));
+    data->setUrls(urls);
+    return data;
+}
+
+}  // namespace
+
+// Stands in for the desktop's browser: keeps the links it is asked to open.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    std::vector<QUrl> opened;
+public slots:
+    void open(const QUrl& url) { opened.push_back(url); }
+};
+
+namespace {
+
+bool highlightShown(WindowHarness& ui) {
+    const auto* highlight = ui.window().centralWidget()->findChild<app::DropHighlight*>();
+    return highlight != nullptr && highlight->isVisible();
+}
+
+TEST(Window, PanesKeepTheirWidthsAndTheContentItsMinimumSize) {
+    WindowHarness ui;
+    EXPECT_EQ(ui.window().centralWidget()->minimumSize(), QSize(1180, 760));
+    const struct {
+        QWidget* pane;
+        int minimum;
+        int maximum;
+    } panes[] = {{ui.window().filesPane(), 240, 350},
+                 {ui.window().previewPane(), 500, QWIDGETSIZE_MAX},
+                 {ui.window().optionsPane(), 360, 470}};
+    for (const auto& pane : panes) {
+        EXPECT_EQ(pane.pane->minimumWidth(), pane.minimum);
+        EXPECT_EQ(pane.pane->maximumWidth(), pane.maximum);
+        EXPECT_GE(pane.pane->width(), pane.minimum);
+        EXPECT_LE(pane.pane->width(), pane.maximum);
+    }
+    // Extra width goes to the preview.
+    const int before = ui.window().previewPane()->width();
+    ui.window().resize(ui.window().width() + 200, ui.window().height());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ui.window().previewPane()->width(), before + 200);
+}
+
+TEST(Window, ToolbarAddsImagesAndRevealsTheSelection) {
+    WindowHarness ui;
+    QAction* add = ui.window().addImagesAction();
+    QAction* reveal = ui.window().revealAction();
+    EXPECT_EQ(add->text().toStdString(), "Add Images");
+    EXPECT_EQ(add->toolTip().toStdString(), "Add images or folders");
+    EXPECT_EQ(reveal->text().toStdString(), "Reveal");
+    EXPECT_FALSE(reveal->isEnabled());
+
+    click(ui.window().toolBar()->widgetForAction(add));
+    EXPECT_EQ(ui.harness.dialogs.openPanels.size(), 1u);
+
+    ui.addImages(1);
+    EXPECT_TRUE(reveal->isEnabled());
+    ui.model().setSelectedID({});
+    EXPECT_FALSE(reveal->isEnabled());
+}
+
+TEST(Window, FilesDroppedAnywhereAreAddedAsOneBatch) {
+    WindowHarness ui;
+    const std::vector files{ui.harness.path("one.png"), ui.harness.path("two.jpg")};
+    for (const auto& file : files) writeImage(file);
+    const auto payload = filesPayload(files);
+
+    QWidget* preview = ui.window().previewPane();
+    const QPoint at = inWindow(preview, preview->rect().center());
+    EXPECT_TRUE(hover(&ui.window(), at, *payload));
+    EXPECT_TRUE(ui.model().isDropTargeted());
+    EXPECT_TRUE(highlightShown(ui));
+    EXPECT_TRUE(drop(&ui.window(), at, *payload));
+    EXPECT_FALSE(ui.model().isDropTargeted());
+    EXPECT_FALSE(highlightShown(ui));
+    ui.settle();
+    EXPECT_EQ(ui.model().items().size(), 2u);
+}
+
+TEST(Window, FilesDroppedOnTheImageListAreTheWindowsToo) {
+    WindowHarness ui;
+    ui.addImages(1);
+    writeImage(ui.harness.path("late.png"));
+    const auto payload = filesPayload({ui.harness.path("late.png")});
+    QWidget* viewport = ui.window().filesPane()->list()->viewport();
+    const QPoint at = inWindow(viewport, viewport->rect().center());
+
+    EXPECT_TRUE(hover(&ui.window(), at, *payload));
+    EXPECT_TRUE(ui.model().isDropTargeted());
+    leave(&ui.window());  // leaving from over the list ends the hover too
+    EXPECT_FALSE(ui.model().isDropTargeted());
+
+    EXPECT_TRUE(hover(&ui.window(), at, *payload));
+    EXPECT_TRUE(drop(&ui.window(), at, *payload));
+    ui.settle();
+    EXPECT_EQ(ui.model().items().size(), 2u);
+}
+
+TEST(Window, SaveDialogNeedsANameAndSavesItAsTyped) {
+    WindowHarness ui;
+    auto* saveCurrent = ui.window().optionsPane()->findChild<QPushButton*>();
+    for (QPushButton* button : ui.window().optionsPane()->findChildren<QPushButton*>())
+        if (button->text() == QStringLiteral("Save Current Layout…")) saveCurrent = button;
+    ASSERT_EQ(text(saveCurrent), "Save Current Layout…");
+
+    app::SaveLayoutDialog* dialog = ui.window().saveLayoutDialog();
+    click(saveCurrent);
+    ASSERT_TRUE(dialog->isVisible());
+    EXPECT_EQ(dialog->windowTitle().toStdString(), "Save Layout Preset");
+    EXPECT_EQ(dialog->nameField()->placeholderText().toStdString(), "Preset name");
+    EXPECT_FALSE(dialog->saveButton()->isEnabled());
+
+    QTest::keyClicks(dialog->nameField(), QStringLiteral("   "));
+    EXPECT_FALSE(dialog->saveButton()->isEnabled());
+    QTest::keyClick(dialog->nameField(), Qt::Key_Return);  // the default button stays off
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_TRUE(ui.model().savedLayouts().empty());
+
+    QTest::keyClicks(dialog->nameField(), QStringLiteral("Trip "));
+    EXPECT_TRUE(dialog->saveButton()->isEnabled());
+    click(dialog->saveButton());
+    EXPECT_FALSE(dialog->isVisible());
+    ASSERT_EQ(ui.model().savedLayouts().size(), 1u);
+    EXPECT_EQ(ui.model().savedLayouts()[0].name, "Trip");
+
+    click(saveCurrent);  // opens empty again; Cancel changes nothing
+    EXPECT_TRUE(dialog->nameField()->text().isEmpty());
+    QTest::keyClicks(dialog->nameField(), QStringLiteral("Other"));
+    click(dialog->cancelButton());
+    EXPECT_FALSE(dialog->isVisible());
+    EXPECT_EQ(ui.model().savedLayouts().size(), 1u);
+}
+
+TEST(Window, ErrorAlertShowsTheLatestMessageAndClearsItWhenDismissed) {
+    WindowHarness ui;
+    QMessageBox* box = ui.window().errorAlert()->box();
+    EXPECT_FALSE(box->isVisible());
+
+    ui.model().setErrorMessage(QStringLiteral("A file already exists at the destination."));
+    ASSERT_TRUE(box->isVisible());
+    EXPECT_EQ(box->windowTitle().toStdString(), "Tessel");
+    EXPECT_EQ(box->text().toStdString(), "A file already exists at the destination.");
+    ASSERT_EQ(box->buttons().size(), 1);
+    EXPECT_EQ(box->buttons()[0]->text().toStdString(), "OK");
+
+    ui.model().setErrorMessage(QStringLiteral("The contact sheet could not be drawn."));
+    EXPECT_EQ(box->text().toStdString(), "The contact sheet could not be drawn.");
+
+    click(box->buttons()[0]);
+    EXPECT_FALSE(box->isVisible());
+    EXPECT_EQ(ui.model().errorMessage(), std::nullopt);
+
+    ui.model().setErrorMessage(QStringLiteral("Add at least one image."));
+    ASSERT_TRUE(box->isVisible());
+    QTest::keyClick(box, Qt::Key_Escape);  // dismissed another way
+    EXPECT_EQ(ui.model().errorMessage(), std::nullopt);
+}
+
+TEST(Window, CloseGuardCanKeepTheWindowOpen) {
+    WindowHarness ui;
+    bool allow = false;
+    int asked = 0;
+    ui.window().setCloseGuard([&] {
+        ++asked;
+        return allow;
+    });
+    EXPECT_FALSE(ui.window().close());
+    EXPECT_TRUE(ui.window().isVisible());
+    allow = true;
+    EXPECT_TRUE(ui.window().close());
+    EXPECT_EQ(asked, 2);
+}
+
+TEST(Window, EveryControlIsReachableByKeyboardAndNamedForScreenReaders) {
+    WindowHarness ui;
+    ui.addImages(2);
+    ui.model().saveCurrentLayout(QStringLiteral("Trip"));
+    std::vector<std::string> unnamed;
+    for (QWidget* widget : ui.window().findChildren<QWidget*>()) {
+        if (!widget->isVisibleTo(&ui.window()) || !(widget->focusPolicy() & Qt::TabFocus)) continue;
+        if (widget->focusProxy() != nullptr) continue;
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(widget);
+        ASSERT_NE(accessible, nullptr);
+        if (accessible->text(QAccessible::Name).trimmed().isEmpty())
+            unnamed.emplace_back(widget->metaObject()->className());
+    }
+    EXPECT_THAT(unnamed, ElementsAre());
+
+    // Tab walks from the file list through to the export button.
+    QWidget* exportButton = ui.window().optionsPane()->exportSheet();
+    ui.window().filesPane()->list()->setFocus();
+    bool reached = false;
+    for (int i = 0; i < 80 && !reached; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        reached = QApplication::focusWidget() == exportButton;
+    }
+    EXPECT_TRUE(reached);
+}
+
+TEST(SettingsWindow, AboutPanelNamesTheVersionAndLinksOut) {
+    Harness harness;
+    app::SettingsWindow about(harness.model());
+    EXPECT_EQ(about.width(), 460);
+    EXPECT_EQ(text(about.productLine()), "Orvane Tessel 1.2");
+
+    UrlCatcher catcher;
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+    for (QLabel* link : {about.feedbackLink(), about.websiteLink(), about.noticeLink()})
+        emit link->linkActivated(link->text().section(QLatin1Char('"'), 1, 1));
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+
+    EXPECT_EQ(about.feedbackLink()->accessibleName().toStdString(), "Send feedback");
+    EXPECT_EQ(about.websiteLink()->accessibleName().toStdString(), "Website");
+    EXPECT_THAT(catcher.opened,
+                ElementsAre(harness.model().feedbackURL(), harness.model().websiteURL(),
+                            app::SettingsWindow::makerURL()));
+}
+
+}  // namespace
+
+#include "WindowTest.moc"
