@@ -15,12 +15,17 @@ packages=(
   fonts-urw-base35 fontconfig
   # command line, application and updates
   libcli11-dev qt6-base-dev qt6-pdf-dev libarchive-dev libsodium-dev
+  # the application's icons (Qt's SVG icon engine)
+  libqt6svg6
   # making releases: zip archives, library search paths, the manifest
   libarchive-tools patchelf jq
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
   xvfb xauth python3 locales dbus-daemon
+  # the desktop entry and AppStream file are checked by the desktop's own validators; the
+  # end-to-end update run presses "Update Now" under Xvfb
+  desktop-file-utils appstream xdotool
 )
 
 missing=()
