@@ -70,6 +70,9 @@ TesselApp::TesselApp(WindowFactories windows, const LaunchRequest& launch, Singl
     model_ = std::make_unique<AppModel>(services_.services());
 
     mainWindow_ = windows_.mainWindow(*model_, services_);
+    // The window has no title of its own; the title bar shows the application's name.
+    if (mainWindow_->windowTitle().isEmpty())
+        mainWindow_->setWindowTitle(QGuiApplication::applicationDisplayName());
     services_.setWindow(mainWindow_.get());
     quitGuard_ = std::make_unique<QuitGuard>(model_.get(), services_.dialogs);
     quitGuard_->guardClosing(*mainWindow_);

@@ -3,14 +3,13 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <cstdlib>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "AppHarness.hpp"
+#include "Launches.hpp"
 #include "TestImages.hpp"
 #include "shell/TesselDelegate.hpp"
 
@@ -22,16 +21,6 @@ using namespace tessel::test;
 using app::TesselDelegate;
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
-
-std::string readText(const fs::path& file) {
-    QFile in(QString::fromStdString(file.string()));
-    return in.open(QIODevice::ReadOnly) ? in.readAll().toStdString() : std::string();
-}
-
-ino_t inode(const fs::path& file) {
-    struct stat status {};
-    return ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
-}
 
 // Each test's log in its harness folder; the variable is the process's, so it is put back.
 class Delegate : public testing::Test {
@@ -73,7 +62,7 @@ TEST_F(Delegate, ASecondDeliveryWithinTheSecondIsDropped) {
     delegate.accept({harness.path("a.jpg"), harness.path(".") / "a.jpg"});
     harness.settle();
     EXPECT_THAT(listed(), ElementsAre(harness.path("a.jpg")));
-    const ino_t logged = inode(log);
+    const auto logged = inode(log);
 
     // The same request again, in the same turn of the event loop: well within the second.
     delegate.accept({harness.path("sub") / ".." / "a.jpg"});
@@ -103,9 +92,9 @@ TEST_F(Delegate, EachRequestForgetsExactlyItsOwnFilesASecondLater) {
 // sorts before "/" (U+002F), capitals before small letters, "é" after both.
 TEST_F(Delegate, TheLogListsTheLastSecondInCodePointOrder) {
     delegate.accept({"/photos/a/b.jpg"});
-    EXPECT_EQ(readText(log), "/photos/a/b.jpg\n");
+    EXPECT_EQ(readFile(log), "/photos/a/b.jpg\n");
     delegate.accept({"/photos/é.jpg", "/photos/a-b.jpg", "/photos/Z.jpg", "/photos/a/b.jpg"});
-    EXPECT_EQ(readText(log), "/photos/Z.jpg\n/photos/a-b.jpg\n/photos/a/b.jpg\n/photos/é.jpg\n");
+    EXPECT_EQ(readFile(log), "/photos/Z.jpg\n/photos/a-b.jpg\n/photos/a/b.jpg\n/photos/é.jpg\n");
     // Written by renaming a finished file over the log: nothing else is left in the folder.
     const QStringList left =
         QDir(QString::fromStdString(harness.path("").string()))

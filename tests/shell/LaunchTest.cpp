@@ -7,7 +7,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "AppHarness.hpp"
 #include "Launches.hpp"
@@ -26,11 +25,6 @@ std::vector<std::string> lines(const std::string& text) {
     for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
         result.push_back(text.substr(start, end - start));
     return result;
-}
-
-ino_t inode(const fs::path& file) {
-    struct stat status {};
-    return ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 // The issue's own scenario. The two later launches are queued while the first instance is
@@ -97,7 +91,7 @@ TEST(Launches, TheSameFileOpenedTwoSecondsApartIsAcceptedTwice) {
     Launches launches;
     auto running = launches.start(Launches::tessel(), {"photos/a.jpg"});
     ASSERT_TRUE(waitUntil([&] { return launches.logText() == launches.logOf({"photos/a.jpg"}); }));
-    const ino_t firstLog = inode(launches.log());
+    const auto firstLog = inode(launches.log());
 
     QTest::qWait(2000);
     EXPECT_EQ(launches.run(Launches::tessel(), {"photos/a.jpg"}).status, 0);

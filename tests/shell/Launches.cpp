@@ -5,12 +5,30 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <sys/stat.h>
+
 #include "TestImages.hpp"
 #include "shell/TesselDelegate.hpp"
 
 namespace tessel::test {
 
 namespace fs = std::filesystem;
+
+std::string readFile(const fs::path& file) {
+    QFile in(QString::fromStdString(file.string()));
+    return in.open(QIODevice::ReadOnly) ? in.readAll().toStdString() : std::string();
+}
+
+unsigned long inode(const fs::path& file) {
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+Running::~Running() {
+    if (process_->state() == QProcess::NotRunning) return;
+    process_->kill();
+    process_->waitForFinished();
+}
 
 const std::string& Running::output() {
     output_ += process_->readAllStandardOutput().toStdString();
@@ -107,10 +125,7 @@ Finished Launches::run(const QString& program, const QStringList& arguments, con
     return finished;
 }
 
-std::string Launches::logText() const {
-    QFile in(QString::fromStdString(log().string()));
-    return in.open(QIODevice::ReadOnly) ? in.readAll().toStdString() : std::string();
-}
+std::string Launches::logText() const { return readFile(log()); }
 
 std::string Launches::logOf(const std::vector<std::string>& paths) const {
     std::string text;

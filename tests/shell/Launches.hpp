@@ -15,10 +15,20 @@
 
 namespace tessel::test {
 
+/// A file's bytes; empty when it cannot be read.
+std::string readFile(const std::filesystem::path& file);
+/// A file's inode number, 0 when there is none. A file written anew and renamed over the old
+/// one has a new number.
+unsigned long inode(const std::filesystem::path& file);
+
 /// One started program and what it printed so far.
 class Running {
 public:
     explicit Running(std::unique_ptr<QProcess> process) : process_(std::move(process)) {}
+    /// Ends the program if it still runs.
+    ~Running();
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
 
     QProcess& process() { return *process_; }
     /// Standard output so far.
