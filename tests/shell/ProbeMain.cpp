@@ -6,11 +6,11 @@
 //   error<TAB>text             every error message (then dismissed, as the window's alert does)
 
 #include <QMainWindow>
+#include <QWidget>
 #include <cstdio>
 #include <memory>
 #include <string>
 
-#include "shell/StandInWindows.hpp"
 #include "shell/TesselApp.hpp"
 
 namespace {
@@ -42,5 +42,7 @@ std::unique_ptr<QMainWindow> probeWindow(AppModel& model, DesktopServices& /*ser
 int main(int argc, char** argv) {
     return TesselApp::run(
         argc, argv,
-        {.mainWindow = probeWindow, .settingsWindow = standInSettingsWindow, .imageList = {}});
+        {.mainWindow = probeWindow,
+         .settingsWindow = [](AppModel&, DesktopServices&) { return std::make_unique<QWidget>(); },
+         .imageList = {}});
 }
