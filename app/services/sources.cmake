@@ -8,7 +8,10 @@ target_sources(tessel_app PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/Printing.hpp
   ${CMAKE_CURRENT_LIST_DIR}/SettingsStore.hpp
   ${CMAKE_CURRENT_LIST_DIR}/SettingsStore.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/UpdateInstaller.hpp)
+  ${CMAKE_CURRENT_LIST_DIR}/UpdateInstaller.hpp
+  ${CMAKE_CURRENT_LIST_DIR}/SelfUpdateInstaller.hpp
+  ${CMAKE_CURRENT_LIST_DIR}/SelfUpdateInstaller.cpp)
+target_link_libraries(tessel_app PRIVATE tessel_update)
 
 # The services that need Qt Widgets or PrintSupport.
 target_sources(tessel_app_desktop PRIVATE

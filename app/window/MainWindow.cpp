@@ -1,6 +1,5 @@
 #include "window/MainWindow.hpp"
 
-#include <QCloseEvent>
 #include <QPainter>
 #include <QScreen>
 #include <QSplitter>
@@ -117,13 +116,5 @@ QSize MainWindow::sizeHint() const {
 }
 
 void MainWindow::refresh() { reveal_->setEnabled(model_.selectedItem().has_value()); }
-
-void MainWindow::closeEvent(QCloseEvent* event) {
-    if (closeGuard_ && !closeGuard_()) {
-        event->ignore();
-        return;
-    }
-    QMainWindow::closeEvent(event);
-}
 
 }  // namespace tessel::app

@@ -4,13 +4,12 @@
 /// the error alert. It only wires these parts to the one model; each pane reads the model
 /// itself.
 ///
-/// For the application shell: the menu bar is `menuBar()` (empty; the shell fills it), closing
-/// the window asks the close guard first (`setCloseGuard`), and the error alert is this
-/// window's own. Dialogs the model opens (panels, its alerts) are the `Dialogs` service's; the
+/// For the application shell: the menu bar is `menuBar()` (empty; the shell fills it and
+/// passes the window's close through its quit guard), and the error alert is this window's
+/// own. Dialogs the model opens (panels, its alerts) are the `Dialogs` service's; the
 /// shell makes them modal to this window with `WidgetDialogs::setWindow`.
 
 #include <QMainWindow>
-#include <functional>
 
 #include "model/AppModel.hpp"
 
@@ -34,11 +33,6 @@ public:
     /// The window over `model`, which must outlive it.
     explicit MainWindow(AppModel& model, QWidget* parent = nullptr);
 
-    /// Asked whenever the window is about to close; answering false keeps it open. Without a
-    /// guard the window closes.
-    using CloseGuard = std::function<bool()>;
-    void setCloseGuard(CloseGuard guard) { closeGuard_ = std::move(guard); }
-
     FilesPane* filesPane() const { return files_; }
     PreviewPane* previewPane() const { return preview_; }
     OptionsPane* optionsPane() const { return options_; }
@@ -54,9 +48,6 @@ public:
     /// Room for the panes at their ideal widths and a page of a useful size, within the screen.
     QSize sizeHint() const override;
 
-protected:
-    void closeEvent(QCloseEvent* event) override;
-
 private:
     void makeToolBar();
 
@@ -69,7 +60,6 @@ private:
     QToolBar* toolBar_ = nullptr;
     QAction* addImages_ = nullptr;
     QAction* reveal_ = nullptr;
-    CloseGuard closeGuard_;
 };
 
 }  // namespace tessel::app

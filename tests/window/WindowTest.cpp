@@ -197,21 +197,6 @@ TEST(Window, ErrorAlertShowsTheLatestMessageAndClearsItWhenDismissed) {
     EXPECT_EQ(ui.model().errorMessage(), std::nullopt);
 }
 
-TEST(Window, CloseGuardCanKeepTheWindowOpen) {
-    WindowHarness ui;
-    bool allow = false;
-    int asked = 0;
-    ui.window().setCloseGuard([&] {
-        ++asked;
-        return allow;
-    });
-    EXPECT_FALSE(ui.window().close());
-    EXPECT_TRUE(ui.window().isVisible());
-    allow = true;
-    EXPECT_TRUE(ui.window().close());
-    EXPECT_EQ(asked, 2);
-}
-
 TEST(Window, EveryControlIsReachableByKeyboardAndNamedForScreenReaders) {
     WindowHarness ui;
     ui.addImages(2);

@@ -1,0 +1,156 @@
+// `cmake --install` into a scratch prefix: the programs, the desktop entry, the icon and the
+// AppStream file, checked by the desktop's own validators; and the installed tessel's command
+// line, run without any display.
+
+#include <QFile>
+#include <QMimeDatabase>
+#include <QStandardPaths>
+#include <QXmlStreamReader>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tessel/Inspection.hpp"
+#include "tessel/Updater.hpp"
+
+#include "Launches.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tessel;
+using namespace tessel::test;
+using ::testing::HasSubstr;
+
+// One installation for the whole suite; installing is the slow part.
+class Installed : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        launches = new Launches;
+        prefix = launches->root() / "prefix";
+        installed =
+            launches->run(QStringLiteral(CMAKE_PROGRAM),
+                          {QStringLiteral("--install"), QStringLiteral(TESSEL_BUILD_DIR),
+                           QStringLiteral("--prefix"), QString::fromStdString(prefix.string())});
+    }
+    static void TearDownTestSuite() {
+        delete launches;
+        launches = nullptr;
+    }
+
+    // Runs a validator on an installed file; fails the test when the tool is missing.
+    static Finished validate(const char* tool, const QStringList& arguments) {
+        const QString program = QStandardPaths::findExecutable(QString::fromLatin1(tool));
+        if (program.isEmpty()) {
+            ADD_FAILURE() << tool << " is missing (scripts/install-deps.sh installs it)";
+            return {};
+        }
+        return launches->run(program, arguments);
+    }
+
+    static QString file(const char* relative) {
+        return QString::fromStdString((prefix / relative).string());
+    }
+
+    static inline Launches* launches = nullptr;
+    static inline fs::path prefix;
+    static inline Finished installed;
+};
+
+std::map<std::string, std::string> desktopEntry(const fs::path& file) {
+    std::map<std::string, std::string> keys;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);)
+        if (const auto equals = line.find('=');
+            equals != std::string::npos && !line.starts_with('#'))
+            keys[line.substr(0, equals)] = line.substr(equals + 1);
+    return keys;
+}
+
+TEST_F(Installed, TheProgramsAndTheDesktopFilesAreInPlace) {
+    ASSERT_EQ(installed.status, 0) << installed.output << installed.errors;
+    for (const char* path :
+         {"bin/tessel", "bin/tessel-sheet", "share/applications/com.orvane.Tessel.desktop",
+          "share/metainfo/com.orvane.Tessel.metainfo.xml",
+          "share/icons/hicolor/scalable/apps/com.orvane.Tessel.svg"})
+        EXPECT_TRUE(fs::is_regular_file(prefix / path)) << path;
+    EXPECT_NE(fs::status(prefix / "bin/tessel").permissions() & fs::perms::owner_exec,
+              fs::perms::none);
+}
+
+TEST_F(Installed, TheDesktopEntryValidatesAndOpensExactlyTheSupportedImages) {
+    const Finished result =
+        validate("desktop-file-validate", {file("share/applications/com.orvane.Tessel.desktop")});
+    EXPECT_EQ(result.status, 0) << result.output << result.errors;
+    EXPECT_EQ(result.output + result.errors, "");
+
+    auto entry = desktopEntry(prefix / "share/applications/com.orvane.Tessel.desktop");
+    EXPECT_EQ(entry["Name"], "Tessel");
+    EXPECT_EQ(entry["Exec"], "tessel %F");
+    EXPECT_EQ(entry["Icon"], "com.orvane.Tessel");
+    EXPECT_EQ(entry["Categories"], "Graphics;Photography;");
+    // The types the desktop knows for the extensions the core reads, no more and no fewer.
+    std::set<std::string> expected;
+    const QMimeDatabase types;
+    for (const std::string_view extension : TesselRenderer::supportedExtensions)
+        expected.insert(types
+                            .mimeTypeForFile(QStringLiteral("x.") + QString::fromUtf8(extension),
+                                             QMimeDatabase::MatchExtension)
+                            .name()
+                            .toStdString());
+    // Listed by any of their names: image/heic is its own type in some databases and an alias
+    // of image/heif in others.
+    std::set<std::string> listed;
+    std::stringstream names(entry["MimeType"]);
+    for (std::string name; std::getline(names, name, ';');) {
+        const QMimeType type = types.mimeTypeForName(QString::fromStdString(name));
+        EXPECT_TRUE(type.isValid()) << name;
+        listed.insert(type.name().toStdString());
+    }
+    EXPECT_EQ(listed, expected);
+}
+
+TEST_F(Installed, TheAppStreamFileValidatesOnItsOwnAndWithTheInstalledTree) {
+    const Finished alone =
+        validate("appstreamcli",
+                 {"validate", "--no-net", file("share/metainfo/com.orvane.Tessel.metainfo.xml")});
+    EXPECT_EQ(alone.status, 0) << alone.output << alone.errors;
+    // Checks the metainfo against the desktop entry and icon it names.
+    const Finished tree = validate("appstreamcli", {"validate-tree", "--no-net", file("")});
+    EXPECT_EQ(tree.status, 0) << tree.output << tree.errors;
+}
+
+TEST_F(Installed, TheIconIsAScalableSquareSvg) {
+    QFile icon(file("share/icons/hicolor/scalable/apps/com.orvane.Tessel.svg"));
+    ASSERT_TRUE(icon.open(QIODevice::ReadOnly));
+    QXmlStreamReader svg(&icon);
+    ASSERT_TRUE(svg.readNextStartElement());
+    EXPECT_EQ(svg.name(), QStringLiteral("svg"));
+    EXPECT_EQ(svg.attributes().value(QStringLiteral("viewBox")), QStringLiteral("0 0 128 128"));
+    while (!svg.atEnd()) svg.readNext();
+    EXPECT_FALSE(svg.hasError()) << svg.errorString().toStdString();
+}
+
+TEST_F(Installed, HelpVersionAndAWrongOptionNeedNoDisplay) {
+    const QString tessel = file("bin/tessel");
+    const auto noDisplay = launches->environment(false);
+    const Finished version = launches->run(tessel, {"--version"}, launches->root(), noDisplay);
+    EXPECT_EQ(version.status, 0) << version.errors;
+    EXPECT_EQ(version.output, "tessel " + std::string(Updater::currentVersion()) + "\n");
+
+    const Finished help = launches->run(tessel, {"--help"}, launches->root(), noDisplay);
+    EXPECT_EQ(help.status, 0) << help.errors;
+    EXPECT_THAT(help.output, HasSubstr("Usage: "));
+    EXPECT_THAT(help.output, HasSubstr("[FILE...]"));
+    EXPECT_THAT(help.output, HasSubstr("--version"));
+
+    const Finished wrong = launches->run(tessel, {"--frobnicate"}, launches->root(), noDisplay);
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.output, "");
+    EXPECT_THAT(wrong.errors, HasSubstr("tessel: Unknown option 'frobnicate'."));
+}
+
+}  // namespace
