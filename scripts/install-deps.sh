@@ -15,10 +15,12 @@ packages=(
   fonts-urw-base35 fontconfig
   # command line, application and updates
   libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
-  # tests and benchmarks
+  # tests and benchmarks (bench/compare.sh and bench/make-corpus.sh need exiftool and bc)
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
-  xvfb xauth python3 locales
+  libimage-exiftool-perl bc xvfb xauth python3 locales
+  # exports onto an exFAT file system (a loop device mounted through FUSE) in the tests
+  exfatprogs exfat-fuse fuse3
 )
 
 missing=()

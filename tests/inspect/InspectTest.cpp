@@ -288,9 +288,10 @@ TEST_F(Inspect, BatchAnswersAsInspectingInOrderWould) {
     const Bytes exif =
         tiffBlock({.orientation = 8, .model = "X100V", .dateTimeOriginal = "2021:03:04 05:06:07"});
     std::vector<std::filesystem::path> files;
-    for (int i = 0; i < 9; ++i)
-        files.push_back(save("p" + std::to_string(i) + ".jpg",
-                             withExif(encodeImage(".jpg", 20 + i, 30), exif)));
+    // Names are spelt out: GCC 12 misreads "p" + std::to_string(i) at -O3 (-Wrestrict).
+    for (char digit = '0'; digit < '9'; ++digit)
+        files.push_back(save(std::string{'p', digit, '.', 'j', 'p', 'g'},
+                             withExif(encodeImage(".jpg", 20 + digit - '0', 30), exif)));
     const auto caller = std::this_thread::get_id();
     std::vector<std::int64_t> reported;
     const auto infos =
