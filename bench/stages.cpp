@@ -27,10 +27,10 @@
 #include "tessel/Layout.hpp"
 #include "tessel/SheetRecipe.hpp"
 
-#include "render/Bitmap.hpp"
-#include "vips/Decode.hpp"
-#include "encode/Encode.hpp"
+#include "base/Bitmap.hpp"
+#include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
+#include "formats/Encode.hpp"
 
 namespace fs = std::filesystem;
 using tessel::detail::Bitmap;

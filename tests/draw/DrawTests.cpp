@@ -9,8 +9,8 @@
 #include "tessel/TesselError.hpp"
 
 #include "GeneratedImages.hpp"
+#include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
-#include "vips/Decode.hpp"
 
 namespace tessel {
 namespace {

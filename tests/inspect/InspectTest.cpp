@@ -14,8 +14,8 @@
 #include "tessel/Inspection.hpp"
 #include "tessel/TesselError.hpp"
 
-#include "vips/ContainerWalk.hpp"
-#include "vips/Decode.hpp"
+#include "decode/Decode.hpp"
+#include "formats/ContainerFacts.hpp"
 
 namespace tessel {
 void PrintTo(const TesselError& error, std::ostream* os) { *os << error.errorDescription(); }

@@ -11,7 +11,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "PageBitmaps.hpp"
-#include "encode/Encode.hpp"
+#include "formats/Encode.hpp"
 #include "output/Output.hpp"
 
 namespace tessel {

@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 #include <vips/vips.h>
 
-#include "render/Bitmap.hpp"
+#include "base/Bitmap.hpp"
 
 namespace tessel::testing {
 

@@ -16,7 +16,7 @@
 
 #include <unistd.h>
 
-#include "render/Bitmap.hpp"
+#include "base/Bitmap.hpp"
 
 namespace tessel::testing {
 

@@ -7,8 +7,8 @@
 
 #include "tessel/SheetRecipe.hpp"
 
-#include "draw/Handles.hpp"
-#include "render/Bitmap.hpp"
+#include "base/Bitmap.hpp"
+#include "base/Handle.hpp"
 
 namespace tessel::detail {
 

@@ -6,9 +6,9 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "icu/CaptionDate.hpp"
-#include "util/Fatal.hpp"
-#include "vips/Decode.hpp"
+#include "base/Fatal.hpp"
+#include "decode/Decode.hpp"
+#include "draw/CaptionDate.hpp"
 
 namespace tessel::detail {
 namespace {

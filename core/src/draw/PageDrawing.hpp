@@ -10,8 +10,8 @@
 #include "tessel/Layout.hpp"
 #include "tessel/SheetRecipe.hpp"
 
+#include "base/Bitmap.hpp"
 #include "draw/PageCanvas.hpp"
-#include "render/Bitmap.hpp"
 
 namespace tessel::detail {
 

@@ -9,8 +9,8 @@
 #include "tessel/Render.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/Uuid.hpp"
 #include "output/Output.hpp"
-#include "util/Uuid.hpp"
 
 namespace tessel {
 namespace detail {

@@ -8,7 +8,7 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "encode/Encode.hpp"
+#include "formats/Encode.hpp"
 #include "render/RenderDriver.hpp"
 #include "render/RenderJob.hpp"
 

@@ -1,8 +1,8 @@
 #include "render/RenderJob.hpp"
 
+#include "base/Fatal.hpp"
 #include "draw/PageDrawing.hpp"
-#include "encode/Encode.hpp"
-#include "util/Fatal.hpp"
+#include "formats/Encode.hpp"
 
 namespace tessel::detail {
 

@@ -17,8 +17,8 @@
 #include "tessel/SheetRecipe.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/Bitmap.hpp"
 #include "draw/PageCanvas.hpp"
-#include "render/Bitmap.hpp"
 
 namespace tessel::detail {
 

@@ -1,0 +1,26 @@
+#include "decode/ImageHeader.hpp"
+
+#include <memory>
+
+#include <vips/vips.h>
+
+#include "decode/Decode.hpp"
+
+namespace tessel::detail {
+
+std::optional<WrittenImageHeader> readWrittenImageHeader(const std::filesystem::path& file) {
+    ensureVipsStarted();
+    struct Unref {
+        void operator()(VipsImage* image) const { g_object_unref(image); }
+    };
+    const std::unique_ptr<VipsImage, Unref> image{
+        vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr)};
+    if (!image) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    return WrittenImageHeader{vips_image_get_width(image.get()), vips_image_get_height(image.get()),
+                              vips_image_get_n_pages(image.get())};
+}
+
+}  // namespace tessel::detail
