@@ -217,28 +217,13 @@ BENCHMARK(encodePng)
 void assemblePdf(benchmark::State& state) {
     const Inputs& in = inputs();
     for (auto _ : state) {
-        auto pdf = tessel::detail::makePDFFromEncoded(in.encodedPages, in.recipe.pdfPageSize());
+        auto pdf = tessel::detail::makePDF(in.encodedPages, in.recipe.pdfPageSize());
         benchmark::DoNotOptimize(pdf.data());
     }
     state.counters["pages"] = static_cast<double>(in.encodedPages.size());
 }
 BENCHMARK(assemblePdf)
-    ->Name("pdf/from_encoded_4_pages")
-    ->Unit(benchmark::kMillisecond)
-    ->MeasureProcessCPUTime()
-    ->UseRealTime();
-
-void assemblePdfFromBitmaps(benchmark::State& state) {
-    const Inputs& in = inputs();
-    const std::vector<Bitmap> pages(static_cast<std::size_t>(pagesOf48), in.page);
-    for (auto _ : state) {
-        auto pdf = tessel::detail::makePDF(pages, in.recipe.pdfPageSize());
-        benchmark::DoNotOptimize(pdf.data());
-    }
-    state.counters["pages"] = static_cast<double>(pages.size());
-}
-BENCHMARK(assemblePdfFromBitmaps)
-    ->Name("pdf/from_bitmaps_4_pages")
+    ->Name("pdf/4_encoded_pages")
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->UseRealTime();

@@ -34,12 +34,11 @@ std::optional<TesselError> errorOf(Action action) {
 /// `count` noise pages of 24 × 32 pixels encoded for `output`, and their PDF.
 SheetRenderResult makeResult(SheetOutputFormat output, int count, SheetSize pdfPage = {612, 792}) {
     SheetRenderResult result{{}, {}, {24, 32}, pdfPage, count};
-    std::vector<detail::Bitmap> bitmaps;
-    for (int i = 0; i < count; ++i) {
-        bitmaps.push_back(testing::noiseBitmap(24, 32, static_cast<unsigned>(i)));
-        result.pages.push_back(*detail::encode(bitmaps.back(), output == jpeg ? jpeg : png, 0.9));
-    }
-    result.pdf = detail::makePDF(bitmaps, result.pdfPageSize);
+    for (int i = 0; i < count; ++i)
+        result.pages.push_back(
+            *detail::encode(testing::noiseBitmap(24, 32, static_cast<unsigned>(i)),
+                            output == jpeg ? jpeg : png, 0.9));
+    result.pdf = detail::makePDF(result.pages, result.pdfPageSize);
     return result;
 }
 

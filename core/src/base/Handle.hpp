@@ -1,54 +1,60 @@
 #pragma once
-// Move-only owners of the cairo and Pango handles used while drawing pages.
+// The one owner of C handles. Every handle a C library gives out (a VipsImage*, a cairo_t*, a
+// CURL*, a file descriptor) lives in a Handle, so no logic calls unref, destroy or close.
+// The aliases for each library sit beside the few files that use that library.
 
+#include <cstdlib>
 #include <utility>
 
-#include <cairo.h>
-#include <glib-object.h>
-#include <pango/pangocairo.h>
+#include <unistd.h>
 
 namespace tessel::detail {
 
-/// Owns one reference to a C handle and releases it with `Release`.
-template <class T, void (*Release)(T*)>
+/// Owns one C handle of type `T` (a pointer, or an integer descriptor) and gives it to
+/// `Release` once, unless it is `Empty`. Move-only.
+template <class T, auto Release, T Empty = T{}>
 class Handle {
 public:
     Handle() = default;
-    explicit Handle(T* handle) : handle_(handle) {}
-    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+    explicit Handle(T handle) noexcept : handle_(handle) {}
+    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, Empty)) {}
     Handle& operator=(Handle&& other) noexcept {
-        if (this != &other) {
-            reset();
-            handle_ = std::exchange(other.handle_, nullptr);
-        }
+        if (this != &other) reset(std::exchange(other.handle_, Empty));
         return *this;
     }
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
     ~Handle() { reset(); }
 
-    T* get() const { return handle_; }
-    explicit operator bool() const { return handle_ != nullptr; }
-    void reset() {
-        if (handle_) Release(handle_);
-        handle_ = nullptr;
+    T get() const noexcept { return handle_; }
+    explicit operator bool() const noexcept { return handle_ != Empty; }
+
+    /// Releases the handle held, if any, and holds `handle` instead.
+    void reset(T handle = Empty) noexcept {
+        if (handle_ != Empty) Release(handle_);
+        handle_ = handle;
+    }
+    /// Gives the handle up without releasing it.
+    [[nodiscard]] T release() noexcept { return std::exchange(handle_, Empty); }
+    /// The slot a C function fills with a new handle; the handle held before is released.
+    T* out() noexcept {
+        reset();
+        return &handle_;
     }
 
 private:
-    T* handle_ = nullptr;
+    T handle_ = Empty;
 };
 
-inline void releaseGObject(void* object) { g_object_unref(object); }
-template <class T>
-void releaseAsGObject(T* object) {
-    releaseGObject(object);
-}
+inline void freeMemory(void* memory) noexcept { std::free(memory); }
+inline void closeDescriptor(int descriptor) noexcept { ::close(descriptor); }
 
-using CairoSurface = Handle<cairo_surface_t, cairo_surface_destroy>;
-using CairoContext = Handle<cairo_t, cairo_destroy>;
-using CairoFontOptions = Handle<cairo_font_options_t, cairo_font_options_destroy>;
-using PangoFontDescriptionRef = Handle<PangoFontDescription, pango_font_description_free>;
-using PangoContextRef = Handle<PangoContext, releaseAsGObject<PangoContext>>;
-using PangoLayoutRef = Handle<PangoLayout, releaseAsGObject<PangoLayout>>;
+/// Memory from malloc.
+template <class T>
+using MallocPointer = Handle<T*, freeMemory>;
+
+/// An open file descriptor. Closing a written file reports write-back errors, so writers
+/// close it themselves with `::close(file.release())` and check the result.
+using FileDescriptor = Handle<int, closeDescriptor, -1>;
 
 }  // namespace tessel::detail

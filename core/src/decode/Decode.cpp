@@ -1,61 +1,26 @@
 #include "decode/Decode.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
 
-#include <vips/vips.h>
-
+#include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
 
 namespace tessel::detail {
 namespace {
 
-/// Owns one reference to a VipsImage.
-class ImageRef {
-public:
-    ImageRef() = default;
-    explicit ImageRef(VipsImage* image) : image_(image) {}
-    ImageRef(ImageRef&& other) noexcept : image_(std::exchange(other.image_, nullptr)) {}
-    ImageRef& operator=(ImageRef&& other) noexcept {
-        if (this != &other) {
-            reset();
-            image_ = std::exchange(other.image_, nullptr);
-        }
-        return *this;
-    }
-    ImageRef(const ImageRef&) = delete;
-    ImageRef& operator=(const ImageRef&) = delete;
-    ~ImageRef() { reset(); }
-
-    VipsImage* get() const { return image_; }
-    explicit operator bool() const { return image_ != nullptr; }
-
-private:
-    void reset() {
-        if (image_) g_object_unref(image_);
-        image_ = nullptr;
-    }
-    VipsImage* image_ = nullptr;
-};
-
-/// Owns a buffer from g_malloc.
-struct GFreeDeleter {
-    void operator()(void* p) const { g_free(p); }
-};
+using ImageRef = VipsImageRef;
 
 template <class Operation>
 ImageRef apply(const ImageRef& in, Operation operation) {
-    VipsImage* out = nullptr;
-    if (operation(in.get(), &out) != 0) {
-        if (out) g_object_unref(out);
-        return {};
-    }
-    return ImageRef(out);
+    ImageRef out;
+    if (operation(in.get(), out.out()) != 0) return {};
+    return out;
 }
 
 ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
@@ -159,14 +124,11 @@ ImageRef thumbnail(const std::filesystem::path& file, int size) {
 
     // Other formats shrink on load where they can (WebP, pyramidal TIFF). CMYK is turned
     // into sRGB here already; RGB keeps its embedded profile for the step below.
-    VipsImage* out = nullptr;
-    const int failed = vips_thumbnail(file.c_str(), &out, size, "height", size, "size",
-                                      VIPS_SIZE_DOWN, "fail_on", VIPS_FAIL_ON_ERROR, nullptr);
-    if (failed != 0) {
-        if (out) g_object_unref(out);
+    ImageRef out;
+    if (vips_thumbnail(file.c_str(), out.out(), size, "height", size, "size", VIPS_SIZE_DOWN,
+                       "fail_on", VIPS_FAIL_ON_ERROR, nullptr) != 0)
         return {};
-    }
-    return ImageRef(out);
+    return out;
 }
 
 /// Converts an image with an embedded profile (Display P3, Adobe RGB ...) to sRGB. Untagged
@@ -251,7 +213,7 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
 
     // Writing to memory runs the whole pipeline; a decoding failure anywhere surfaces here.
     std::size_t length = 0;
-    std::unique_ptr<void, GFreeDeleter> memory(vips_image_write_to_memory(image.get(), &length));
+    const GlibMemory memory(vips_image_write_to_memory(image.get(), &length));
     const std::int64_t width = vips_image_get_width(image.get());
     const std::int64_t height = vips_image_get_height(image.get());
     if (!memory || width < 1 || height < 1 ||

@@ -1,20 +1,14 @@
 #include "decode/ImageHeader.hpp"
 
-#include <memory>
-
-#include <vips/vips.h>
-
 #include "decode/Decode.hpp"
+#include "decode/Vips.hpp"
 
 namespace tessel::detail {
 
 std::optional<WrittenImageHeader> readWrittenImageHeader(const std::filesystem::path& file) {
     ensureVipsStarted();
-    struct Unref {
-        void operator()(VipsImage* image) const { g_object_unref(image); }
-    };
-    const std::unique_ptr<VipsImage, Unref> image{
-        vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr)};
+    const VipsImageRef image(
+        vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr));
     if (!image) {
         vips_error_clear();
         return std::nullopt;

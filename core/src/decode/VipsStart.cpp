@@ -1,10 +1,9 @@
 #include <cstdlib>
 #include <mutex>
 
-#include <vips/vips.h>
-
 #include "base/Fatal.hpp"
 #include "decode/Decode.hpp"
+#include "decode/Vips.hpp"
 
 namespace tessel::detail {
 

@@ -53,16 +53,6 @@ void rgbRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
     }
 }
 
-void straightRgbRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
-    for (std::int64_t x = 0; x < bitmap.width; ++x) {
-        const std::uint32_t word = pixelAt(bitmap, y, x);
-        const std::uint8_t alpha = channel(word, 24);
-        *out++ = unpremultiply(channel(word, 16), alpha);
-        *out++ = unpremultiply(channel(word, 8), alpha);
-        *out++ = unpremultiply(channel(word, 0), alpha);
-    }
-}
-
 void straightRgbaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
     for (std::int64_t x = 0; x < bitmap.width; ++x) {
         const std::uint32_t word = pixelAt(bitmap, y, x);
@@ -72,10 +62,6 @@ void straightRgbaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
         *out++ = unpremultiply(channel(word, 0), alpha);
         *out++ = alpha;
     }
-}
-
-void alphaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
-    for (std::int64_t x = 0; x < bitmap.width; ++x) *out++ = channel(pixelAt(bitmap, y, x), 24);
 }
 
 }  // namespace tessel::detail

@@ -20,13 +20,7 @@ bool isOpaque(const Bitmap& bitmap);
 /// alpha). `out` holds width * 3 bytes.
 void rgbRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
 
-/// Row `y` as R, G, B bytes with the colour un-premultiplied. `out` holds width * 3 bytes.
-void straightRgbRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
-
 /// Row `y` as R, G, B, A bytes with the colour un-premultiplied. `out` holds width * 4 bytes.
 void straightRgbaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
-
-/// Row `y`'s alpha bytes. `out` holds width bytes.
-void alphaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
 
 }  // namespace tessel::detail

@@ -16,15 +16,12 @@ namespace tessel::detail {
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
                                                 double quality);
 
-/// One PDF page per bitmap, each stretched over a media box of `size` points, with no
-/// document information. Throws `TesselError::cannotCreateContext` when it cannot be built.
-std::vector<std::uint8_t> makePDF(const std::vector<Bitmap>& pages, SheetSize size);
-
-/// The same document made from pages that `encode` already produced (PNG or JPEG bytes),
-/// reusing their compressed data instead of compressing every page a second time.
-/// Throws `TesselError::cannotCreateContext` when a page cannot be taken apart or the
-/// document cannot be built.
-std::vector<std::uint8_t> makePDFFromEncoded(const std::vector<std::vector<std::uint8_t>>& pages,
-                                             SheetSize size);
+/// One PDF page per page that `encode` produced (PNG or JPEG bytes), each image stretched
+/// over a media box of `size` points, with no document information. The pages' compressed
+/// data is reused as it is wherever PDF can hold it, so no page is compressed twice. Throws
+/// `TesselError::cannotCreateContext` when a page cannot be taken apart or the document
+/// cannot be built.
+std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
+                                  SheetSize size);
 
 }  // namespace tessel::detail

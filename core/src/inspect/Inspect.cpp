@@ -1,29 +1,24 @@
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
-#include <vips/vips.h>
-
 #include "tessel/Inspection.hpp"
 #include "tessel/TesselError.hpp"
 
 #include "decode/Decode.hpp"
-#include "formats/ContainerFacts.hpp"
+#include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
+#include "formats/gif/Gif.hpp"
+#include "formats/heif/Heif.hpp"
+#include "formats/jpeg/Jpeg.hpp"
+#include "formats/png/Png.hpp"
 
 namespace tessel::TesselRenderer {
 
 namespace {
-
-struct GObjectUnref {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
 
 enum class Container { jpeg, png, gif, tiff, webp, heif };
 
@@ -66,10 +61,7 @@ std::optional<detail::ContainerFacts> walk(Container container, const std::files
     }
     const std::optional<std::vector<std::uint8_t>> bytes = readWholeFile(file);
     if (!bytes) return std::nullopt;
-    switch (container) {
-        case Container::png: return detail::walkPng(*bytes);
-        default: return detail::walkGif(*bytes);
-    }
+    return container == Container::png ? detail::walkPng(*bytes) : detail::walkGif(*bytes);
 }
 
 std::vector<std::uint8_t> exifBlobOf(VipsImage* image) {
@@ -98,13 +90,13 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
 
     // A source rather than a file name: libvips would read "[...]" at the end of a file
     // name as load options.
-    GObjectPtr<VipsSource> source(vips_source_new_from_file(file.c_str()));
+    const detail::VipsSourceRef source(vips_source_new_from_file(file.c_str()));
     if (!source) refuse(name);
     const char* loader = vips_foreign_find_load_source(source.get());
     if (loader == nullptr) refuse(name);
     const std::optional<Container> container = containerOf(loader);
     if (!container) refuse(name);
-    GObjectPtr<VipsImage> image(vips_image_new_from_source(source.get(), "", nullptr));
+    const detail::VipsImageRef image(vips_image_new_from_source(source.get(), "", nullptr));
     if (!image) refuse(name);
 
     std::int64_t frameCount = vips_image_get_n_pages(image.get());

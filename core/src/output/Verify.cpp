@@ -4,7 +4,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "decode/ImageHeader.hpp"
-#include "formats/pdf/PdfBuilder.hpp"
+#include "formats/pdf/PdfRead.hpp"
 #include "output/Output.hpp"
 
 namespace tessel::detail {

@@ -62,7 +62,7 @@ SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
 
     SheetRenderResult result;
     result.pages = job.takePages();
-    result.pdf = makePDFFromEncoded(result.pages, recipe.pdfPageSize());
+    result.pdf = makePDF(result.pages, recipe.pdfPageSize());
     result.pageSize = recipe.pageSize();
     result.pdfPageSize = recipe.pdfPageSize();
     result.itemCount = static_cast<std::int64_t>(inputs.size());

@@ -72,7 +72,7 @@ std::optional<HttpResponse> CurlHttpSession::get(const std::string& url,
                                                  std::chrono::milliseconds timeout) {
     try {
         if (!detail::ensureCurlInitialised()) return std::nullopt;
-        detail::CurlEasy curl;
+        const detail::CurlEasy curl(curl_easy_init());
         if (!curl) return std::nullopt;
         HttpResponse response;
         if (!configure(curl.get(), url, timeout, options_, &response.body)) return std::nullopt;

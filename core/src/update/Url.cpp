@@ -6,7 +6,7 @@ namespace tessel::detail {
 
 std::optional<UrlParts> parseUrl(const std::string& text) noexcept {
     try {
-        CurlUrl url;
+        const CurlUrl url(curl_url());
         if (!url || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
             return std::nullopt;
         }

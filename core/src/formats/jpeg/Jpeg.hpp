@@ -1,15 +1,16 @@
 #pragma once
-// JPEG through libjpeg-turbo: encoding RGB rows, decoding a file at a reduced DCT scale, and
-// reading a JPEG's frame header.
+// JPEG: encoding RGB rows and decoding a file at a reduced DCT scale (libjpeg-turbo), and the
+// one walk over a file's markers, which both inspection and PDF assembly use.
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
+
+#include "base/Handle.hpp"
+#include "formats/ContainerFacts.hpp"
 
 namespace tessel::detail {
 
@@ -37,13 +38,18 @@ struct JpegFrame {
 /// anything else, including arithmetic-coded and lossless JPEGs.
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg);
 
+/// Inspection's walk: markers from SOI through the entropy-coded scans to the first EOI
+/// (later images of a multi-picture file are not walked), read through a small window rather
+/// than whole. Nothing when the stream ends before EOI or has no scan.
+std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file);
+
 /// A JPEG file decoded at a reduced scale, before any colour management or turning.
 struct ScaledJpeg {
     std::int64_t width = 0;
     std::int64_t height = 0;
     int components = 0;  ///< 1 (grey) or 3 (RGB), interleaved 8-bit samples
-    /// Rows top first, no padding; allocated with malloc and never cleared before decoding.
-    std::unique_ptr<std::uint8_t, void (*)(void*)> pixels{nullptr, std::free};
+    /// Rows top first, no padding; never cleared before decoding.
+    MallocPointer<std::uint8_t> pixels;
     std::vector<std::uint8_t> exif;  ///< the APP1 Exif segment's payload, when there is one
     std::vector<std::uint8_t> icc;   ///< the embedded ICC profile, when there is one
 };

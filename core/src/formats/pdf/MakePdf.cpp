@@ -7,7 +7,6 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "formats/BitmapRows.hpp"
 #include "formats/Encode.hpp"
 #include "formats/jpeg/Jpeg.hpp"
 #include "formats/pdf/PdfBuilder.hpp"
@@ -49,20 +48,6 @@ PdfImageData flateImage(std::int64_t width, std::int64_t height, PngColor color,
         image->owned.append(reinterpret_cast<const char*>(piece.bytes), piece.size);
     image->borrowed.clear();
     return std::move(*image);
-}
-
-PageImage pageFromBitmap(const Bitmap& bitmap) {
-    if (!isWellFormed(bitmap)) fail();
-    const auto w = bitmap.width;
-    const auto h = bitmap.height;
-    if (isOpaque(bitmap))
-        return {flateImage(w, h, PngColor::rgb,
-                           [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); }),
-                std::nullopt};
-    return {flateImage(w, h, PngColor::rgb,
-                       [&](std::int64_t y, std::uint8_t* row) { straightRgbRow(bitmap, y, row); }),
-            flateImage(w, h, PngColor::gray,
-                       [&](std::int64_t y, std::uint8_t* row) { alphaRow(bitmap, y, row); })};
 }
 
 // Other PNGs (with alpha, interlaced, palette, 16-bit) are decoded and split into colour
@@ -119,17 +104,18 @@ std::string pdfNumber(double value) {
     return number == "-0" ? "0" : number;
 }
 
-template <class Page, class MakeImage>
-std::vector<std::uint8_t> assemble(const std::vector<Page>& pages, SheetSize size,
-                                   MakeImage makeImage) {
+}  // namespace
+
+std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
+                                  SheetSize size) {
     const std::string width = pdfNumber(size.width);
     const std::string height = pdfNumber(size.height);
     try {
         PdfBuilder builder;
-        // Each page's image is made just before it is added so only one uncompressed page
-        // is alive at a time.
+        // Each page's image is made just before it is added so only one decoded page is alive
+        // at a time.
         for (const auto& page : pages) {
-            PageImage image = makeImage(page);
+            PageImage image = pageFromEncoded(page);
             builder.addPage(width, height, std::move(image.color), std::move(image.alpha));
         }
         return builder.finish();
@@ -138,17 +124,6 @@ std::vector<std::uint8_t> assemble(const std::vector<Page>& pages, SheetSize siz
     } catch (const std::exception&) {
         fail();
     }
-}
-
-}  // namespace
-
-std::vector<std::uint8_t> makePDF(const std::vector<Bitmap>& pages, SheetSize size) {
-    return assemble(pages, size, pageFromBitmap);
-}
-
-std::vector<std::uint8_t> makePDFFromEncoded(const std::vector<std::vector<std::uint8_t>>& pages,
-                                             SheetSize size) {
-    return assemble(pages, size, pageFromEncoded);
 }
 
 }  // namespace tessel::detail

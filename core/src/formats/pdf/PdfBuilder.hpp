@@ -1,12 +1,10 @@
 #pragma once
-// The only place that talks to qpdf: building a PDF of full-page images, and reading a PDF
-// file's page count and first page size.
+// Building a PDF of full-page images with qpdf.
 //
-// qpdf 11's headers do not compile as C++20 under clang 14, so Qpdf.cpp is built as C++17
-// with clang and this header uses nothing newer.
+// qpdf 11's headers do not compile as C++20 under clang 14, so the files that include them
+// are built as C++17 with clang, and this header uses nothing newer.
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,15 +54,5 @@ private:
     struct State;
     std::unique_ptr<State> state_;
 };
-
-struct PdfSummary {
-    std::int64_t pageCount = 0;
-    /// Width and height of page 1's media box in points; absent when there is no page 1 or
-    /// it has no readable media box.
-    std::optional<std::pair<double, double>> firstPageSize;
-};
-
-/// Opens `file` as a PDF without attempting to repair it. Nothing when it cannot be read.
-std::optional<PdfSummary> readPDFSummary(const std::filesystem::path& file);
 
 }  // namespace tessel::detail

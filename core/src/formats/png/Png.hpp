@@ -1,13 +1,14 @@
 #pragma once
-// PNG through libspng: encoding rows, decoding to straight RGBA, and taking a PNG file
-// apart into its header fields and compressed image data.
+// PNG: encoding rows and decoding pixels (libspng), and the one walk over a file's chunks,
+// which both inspection and PDF assembly use.
 
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
+
+#include "formats/ContainerFacts.hpp"
 
 namespace tessel::detail {
 
@@ -18,8 +19,8 @@ enum class PngColor { gray, rgb, rgba };
 using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 
 /// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk.
-/// The deflate settings favour speed on photographic pages (see Png.cpp). Nothing when the
-/// size is out of PNG's range or the encoder fails.
+/// The deflate settings favour speed on photographic pages (see PngEncode.cpp). Nothing when
+/// the size is out of PNG's range or the encoder fails.
 std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
                                                    PngColor color, const PngRowSource& rows);
 
@@ -44,8 +45,14 @@ struct PngParts {
     std::vector<std::span<const std::uint8_t>> imageData;  ///< views into the PNG
 };
 
-/// Walks the chunks of a PNG file. Nothing when the signature, the chunk lengths or the
-/// header are not those of a PNG, or when it holds no image data.
+/// Takes a PNG apart without decoding it. Nothing when the signature, the chunk lengths or
+/// the header are not those of a PNG, or when it holds no image data. Checksums are not
+/// checked: this reads PNGs the encoder above has just made.
 std::optional<PngParts> readPNGParts(std::span<const std::uint8_t> png);
+
+/// Inspection's walk: every chunk to IEND with its CRC. Frame count from acTL (APNG); EXIF
+/// from eXIf. Nothing when the file is cut, a critical or animation chunk fails its CRC,
+/// IDAT is missing, or acTL announces no frames.
+std::optional<ContainerFacts> walkPng(std::span<const std::uint8_t> file);
 
 }  // namespace tessel::detail

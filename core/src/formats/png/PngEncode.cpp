@@ -1,11 +1,7 @@
-#include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <memory>
-
-#include <spng.h>
 
 #include "formats/png/Png.hpp"
+#include "formats/png/Spng.hpp"
 
 namespace tessel::detail {
 namespace {
@@ -21,15 +17,6 @@ constexpr int kCompressionStrategy = 3;  // Z_RLE
 
 // libspng accepts pages up to this side; PNG itself allows 2^31 - 1.
 constexpr std::int64_t kMaxSide = std::numeric_limits<std::int32_t>::max();
-
-struct SpngContextDeleter {
-    void operator()(spng_ctx* ctx) const { spng_ctx_free(ctx); }
-};
-using SpngContext = std::unique_ptr<spng_ctx, SpngContextDeleter>;
-
-struct MallocDeleter {
-    void operator()(void* memory) const { std::free(memory); }
-};
 
 std::uint8_t spngColorType(PngColor color) {
     switch (color) {
@@ -47,11 +34,6 @@ std::int64_t channels(PngColor color) {
         case PngColor::rgba: return 4;
     }
     return 3;
-}
-
-std::uint32_t bigEndian32(const std::uint8_t* bytes) {
-    return (std::uint32_t{bytes[0]} << 24) | (std::uint32_t{bytes[1]} << 16) |
-           (std::uint32_t{bytes[2]} << 8) | std::uint32_t{bytes[3]};
 }
 
 }  // namespace
@@ -88,63 +70,10 @@ std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int6
 
     std::size_t length = 0;
     int error = 0;
-    std::unique_ptr<void, MallocDeleter> buffer{spng_get_png_buffer(ctx.get(), &length, &error)};
+    const MallocPointer<void> buffer{spng_get_png_buffer(ctx.get(), &length, &error)};
     if (!buffer || error != 0) return std::nullopt;
     const auto* bytes = static_cast<const std::uint8_t*>(buffer.get());
     return std::vector<std::uint8_t>(bytes, bytes + length);
-}
-
-std::optional<RgbaImage> decodePNG(std::span<const std::uint8_t> png) {
-    SpngContext ctx{spng_ctx_new(0)};
-    if (!ctx || spng_set_png_buffer(ctx.get(), png.data(), png.size()) != 0) return std::nullopt;
-    spng_ihdr ihdr{};
-    std::size_t size = 0;
-    if (spng_get_ihdr(ctx.get(), &ihdr) != 0 ||
-        spng_decoded_image_size(ctx.get(), SPNG_FMT_RGBA8, &size) != 0)
-        return std::nullopt;
-    RgbaImage image;
-    image.width = ihdr.width;
-    image.height = ihdr.height;
-    image.pixels.resize(size);
-    if (spng_decode_image(ctx.get(), image.pixels.data(), size, SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) !=
-        0)
-        return std::nullopt;
-    return image;
-}
-
-std::optional<PngParts> readPNGParts(std::span<const std::uint8_t> png) {
-    static constexpr std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    if (png.size() < 8 || std::memcmp(png.data(), kSignature, 8) != 0) return std::nullopt;
-
-    PngParts parts;
-    bool sawHeader = false;
-    bool sawEnd = false;
-    std::size_t at = 8;
-    while (!sawEnd) {
-        if (png.size() - at < 12) return std::nullopt;
-        const std::size_t length = bigEndian32(png.data() + at);
-        const std::uint8_t* type = png.data() + at + 4;
-        const std::uint8_t* data = type + 4;
-        if (length > png.size() - at - 12) return std::nullopt;
-        if (!sawHeader && std::memcmp(type, "IHDR", 4) != 0) return std::nullopt;
-
-        if (std::memcmp(type, "IHDR", 4) == 0) {
-            if (sawHeader || length != 13) return std::nullopt;
-            sawHeader = true;
-            parts.width = bigEndian32(data);
-            parts.height = bigEndian32(data + 4);
-            parts.bitDepth = data[8];
-            parts.colorType = data[9];
-            parts.interlace = data[12];
-        } else if (std::memcmp(type, "IDAT", 4) == 0) {
-            if (length > 0) parts.imageData.emplace_back(data, length);
-        } else if (std::memcmp(type, "IEND", 4) == 0) {
-            sawEnd = true;
-        }
-        at += 12 + length;
-    }
-    if (parts.width < 1 || parts.height < 1 || parts.imageData.empty()) return std::nullopt;
-    return parts;
 }
 
 }  // namespace tessel::detail
