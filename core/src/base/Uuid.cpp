@@ -2,7 +2,9 @@
 
 #include <uuid/uuid.h>
 
-namespace tessel::detail {
+#include "tessel/Files.hpp"
+
+namespace tessel {
 
 std::string newUUIDString() {
     uuid_t id;
@@ -11,6 +13,10 @@ std::string newUUIDString() {
     uuid_unparse_upper(id, text);
     return text;
 }
+
+}  // namespace tessel
+
+namespace tessel::detail {
 
 std::optional<std::string> canonicalUUIDString(std::string_view text) {
     // uuid_parse reads a C string, so an embedded NUL would cut the text short unnoticed.

@@ -1,12 +1,11 @@
 #pragma once
+// UUID texts; fresh UUIDs come from `newUUIDString` in "tessel/Files.hpp".
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tessel::detail {
-
-/// A fresh random UUID in its 36-character upper-case text form.
-std::string newUUIDString();
 
 /// `text` in upper-case 36-character form when it is a UUID's text (either case); otherwise
 /// nothing.

@@ -1,10 +1,10 @@
-#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "tessel/Files.hpp"
 #include "tessel/Inspection.hpp"
 #include "tessel/TesselError.hpp"
 
@@ -38,17 +38,6 @@ std::optional<Container> containerOf(const char* loaderType) {
     return std::nullopt;
 }
 
-std::optional<std::vector<std::uint8_t>> readWholeFile(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary | std::ios::ate);
-    if (!stream) return std::nullopt;
-    const std::streamoff size = stream.tellg();
-    if (size < 0) return std::nullopt;
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-    stream.seekg(0);
-    if (!stream.read(reinterpret_cast<char*>(bytes.data()), size)) return std::nullopt;
-    return bytes;
-}
-
 // The header read alone misses damage beyond the headers: a JPEG cut before its end, a PNG
 // with a bad IDAT checksum, an animation cut after its first frame. Those containers are
 // walked to their end. libheif and libwebp check themselves that their data lies inside the
@@ -59,9 +48,12 @@ std::optional<detail::ContainerFacts> walk(Container container, const std::files
     if (container == Container::tiff || container == Container::webp) {
         return detail::ContainerFacts{};
     }
-    const std::optional<std::vector<std::uint8_t>> bytes = readWholeFile(file);
-    if (!bytes) return std::nullopt;
-    return container == Container::png ? detail::walkPng(*bytes) : detail::walkGif(*bytes);
+    std::error_code error;
+    const std::string bytes = readFile(file, error);
+    if (error) return std::nullopt;
+    const std::span<const std::uint8_t> view(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                             bytes.size());
+    return container == Container::png ? detail::walkPng(view) : detail::walkGif(view);
 }
 
 std::vector<std::uint8_t> exifBlobOf(VipsImage* image) {

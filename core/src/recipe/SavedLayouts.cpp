@@ -1,14 +1,14 @@
 #include "tessel/SavedLayouts.hpp"
 
-#include <cstdlib>
-#include <fstream>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
-#include <pwd.h>
-#include <unistd.h>
 
+#include "tessel/Files.hpp"
+
+#include "base/AtomicFile.hpp"
+#include "base/Files.hpp"
 #include "base/Uuid.hpp"
-#include "output/Output.hpp"
 #include "recipe/RecipeJson.hpp"
 
 namespace tessel {
@@ -48,12 +48,6 @@ std::string upperASCII(std::string text) {
     return text;
 }
 
-std::filesystem::path homeFolder() {
-    if (const char* home = std::getenv("HOME"); home && *home) return home;
-    if (const passwd* entry = getpwuid(getuid()); entry && entry->pw_dir) return entry->pw_dir;
-    return "/";
-}
-
 }  // namespace
 
 std::vector<SavedLayout> decodeSavedLayouts(std::string_view text) {
@@ -85,23 +79,13 @@ std::string encodeSavedLayouts(const std::vector<SavedLayout>& layouts) {
 }
 
 std::filesystem::path layoutsFileLocation() {
-    std::filesystem::path base;
-    if (const char* data = std::getenv("XDG_DATA_HOME"); data && *data == '/') {
-        base = data;
-    } else {
-        base = homeFolder() / ".local" / "share";
-    }
-    return base / "Orvane Tessel" / "layouts.json";
+    return detail::userDataFolder() / "Orvane Tessel" / "layouts.json";
 }
 
 std::vector<SavedLayout> loadSavedLayouts(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) return {};
-    std::string text;
-    char buffer[16384];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
-        text.append(buffer, static_cast<std::size_t>(in.gcount()));
-    if (in.bad()) return {};
+    std::error_code error;
+    const std::string text = readFile(file, error);
+    if (error) return {};
     try {
         return decodeSavedLayouts(text);
     } catch (const SavedLayoutsDecodingError&) {
@@ -114,7 +98,14 @@ bool saveSavedLayouts(const std::filesystem::path& file, const std::vector<Saved
     std::filesystem::create_directories(file.parent_path(), error);
     if (error) return false;
     const std::string text = encodeSavedLayouts(layouts);
-    return detail::replaceAtomically(std::vector<std::uint8_t>(text.begin(), text.end()), file);
+    try {
+        detail::AtomicFile replacement(file, detail::AtomicFile::Publishing::replacing);
+        replacement.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+        replacement.publishReplacing();
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 }  // namespace tessel
