@@ -11,13 +11,13 @@
 #include "GeneratedImages.hpp"
 #include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
+#include "render/CellPictures.hpp"
 
 namespace tessel {
 namespace {
 
 using detail::captionText;
 using detail::decodeUpright;
-using detail::renderPage;
 using testing::pixelAt;
 using testing::Rgba;
 using testing::ScratchFolder;
@@ -92,9 +92,19 @@ SheetRecipe plainRecipe(SheetFit fit = SheetFit::fit) {
 
 SheetCell cellAt(SheetRect frame, std::int64_t page = 0) { return {page, frame, frame, {}}; }
 
+/// A page drawn as a render draws it: every cell's picture decoded, then drawn with its caption.
+detail::Bitmap drawPage(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
+                        const SheetRecipe& recipe) {
+    const auto page = detail::makePage(recipe);
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        detail::drawCell(*page, inputs[i], cells[i], detail::decodeForCell(inputs[i], cells[i]),
+                         recipe);
+    return page->finish();
+}
+
 auto throws(const TesselError& e) { return ::testing::Throws<TesselError>(::testing::Eq(e)); }
 
-TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
+TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
     ScratchFolder folder;
     save(solidImage(400, 300, {0, 255, 0}), folder / "wide.png");
     // Stored red left, blue right, with orientation 6: upright, red is on top.
@@ -110,8 +120,8 @@ TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
     SheetRecipe fit = plainRecipe(SheetFit::fit), fill = plainRecipe(SheetFit::fill);
     fit.background = {1.5, 1, 0.25, 7};           // clamped: (255, 255, 64)
     fill.background = {1, std::nan(""), 0.5, 1};  // NaN as 0: (255, 0, 128)
-    const auto fitted = renderPage(0, inputs, cells, fit);
-    const auto filled = renderPage(0, inputs, cells, fill);
+    const auto fitted = drawPage(inputs, cells, fit);
+    const auto filled = drawPage(inputs, cells, fill);
     const struct {
         const detail::Bitmap& page;
         std::vector<std::pair<double, double>> points;
@@ -138,7 +148,7 @@ TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
         }
 }
 
-TEST(RenderPage, ReportsTheFirstUnreadableFileAndPagesTooLargeToDraw) {
+TEST(PageDrawing, AnUnreadablePictureFailsByNameAndAPageTooLargeCannotBeMade) {
     ScratchFolder folder;
     save(solidImage(1200, 900, {200, 30, 30}), folder / "cut.jpg", "[Q=95]");
     testing::truncateFile(folder / "cut.jpg", 3000);  // must fail, not show its lower part grey
@@ -147,18 +157,15 @@ TEST(RenderPage, ReportsTheFirstUnreadableFileAndPagesTooLargeToDraw) {
     const std::vector cells{cellAt({0, 0, 100, 100}), cellAt({200, 0, 100, 100})};
     for (const char* bad : {"cut.jpg", "notes.jpg", "gone.jpg"}) {
         const std::vector<SheetInput> inputs{{folder / bad, {}}, gone};
-        EXPECT_THAT([&] { renderPage(0, inputs, cells, plainRecipe()); },
+        EXPECT_THAT([&] { drawPage(inputs, cells, plainRecipe()); },
                     throws(TesselError::cannotRead(bad)));
     }
-    // Cells of other pages are not opened.
-    EXPECT_NO_THROW(renderPage(0, {gone}, {cellAt({0, 0, 100, 100}, 1)}, plainRecipe()));
 
     SheetRecipe tooWide = plainRecipe();  // wider than cairo allows
     tooWide.paper = SheetPaper::custom;
     tooWide.customWidth = 40'000;
     tooWide.customHeight = 400;
-    EXPECT_THAT([&] { renderPage(0, {}, {}, tooWide); },
-                throws(TesselError::cannotCreateContext()));
+    EXPECT_THAT([&] { drawPage({}, {}, tooWide); }, throws(TesselError::cannotCreateContext()));
 }
 
 TEST(CaptionText, BuildsEachModeFromItsPieces) {

@@ -3,6 +3,7 @@
 #include "base/Fatal.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
+#include "render/CellPictures.hpp"
 
 namespace tessel::detail {
 
