@@ -20,13 +20,13 @@ using detail::captionText;
 using detail::decodeUpright;
 using testing::pixelAt;
 using testing::Rgba;
-using testing::ScratchFolder;
 using testing::solidImage;
+using testing::TemporaryFolder;
 
 const Rgba red{255, 0, 0, 255}, green{0, 255, 0, 255}, blue{0, 0, 255, 255};
 
 TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     VipsImage* p3 = nullptr;  // sRGB green stored as Display P3 values, profile embedded
     const auto sRGBGreen = solidImage(40, 40, {0, 255, 0});
     ASSERT_EQ(vips_icc_transform(sRGBGreen.get(), &p3, "p3", "input_profile", "srgb", nullptr), 0);
@@ -105,7 +105,7 @@ detail::Bitmap drawPage(const std::vector<SheetInput>& inputs, const std::vector
 auto throws(const TesselError& e) { return ::testing::Throws<TesselError>(::testing::Eq(e)); }
 
 TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     save(solidImage(400, 300, {0, 255, 0}), folder / "wide.png");
     // Stored red left, blue right, with orientation 6: upright, red is on top.
     save(joined(solidImage(200, 300, {255, 0, 0}), solidImage(200, 300, {0, 0, 255}), false),
@@ -149,7 +149,7 @@ TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
 }
 
 TEST(PageDrawing, AnUnreadablePictureFailsByNameAndAPageTooLargeCannotBeMade) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     save(solidImage(1200, 900, {200, 30, 30}), folder / "cut.jpg", "[Q=95]");
     testing::truncateFile(folder / "cut.jpg", 3000);  // must fail, not show its lower part grey
     std::ofstream(folder / "notes.jpg") << "not an image at all";

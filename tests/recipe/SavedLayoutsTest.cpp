@@ -8,6 +8,8 @@
 
 #include "tessel/SavedLayouts.hpp"
 
+#include "TemporaryFolder.hpp"
+
 namespace tessel {
 namespace {
 
@@ -47,16 +49,17 @@ TEST(SavedLayouts, AnyBadElementFailsTheWholeDocumentSayingWhichAndWhy) {
         {tripWith().dump(), "expected a JSON array"},
         {"[{", "not valid JSON"}};
     for (const auto& [text, message] : cases) {
-        EXPECT_THAT([&] { decodeSavedLayouts(text); },
-                    testing::ThrowsMessage<SavedLayoutsDecodingError>(testing::HasSubstr(message)))
+        EXPECT_THAT(
+            [&] { decodeSavedLayouts(text); },
+            ::testing::ThrowsMessage<SavedLayoutsDecodingError>(::testing::HasSubstr(message)))
             << text;
     }
 }
 
 TEST(SavedLayouts, TheFileHoldsCompactJsonAndIsReadBackByTheSameRules) {
     namespace fs = std::filesystem;
-    std::string pattern = (fs::temp_directory_path() / "tessel-layouts-XXXXXX").string();
-    const fs::path folder = mkdtemp(pattern.data()), file = folder / "layouts.json";
+    const testing::TemporaryFolder folder;
+    const fs::path file = folder / "layouts.json";
     EXPECT_TRUE(loadSavedLayouts(file).empty());
     const std::vector<SavedLayout> layouts{
         trip(), {"00000000-0000-0000-0000-0000000000AB", "Trip", recipe(SheetPreset::square)}};
@@ -76,16 +79,15 @@ TEST(SavedLayouts, TheFileHoldsCompactJsonAndIsReadBackByTheSameRules) {
     EXPECT_EQ(loadSavedLayouts(file), std::vector<SavedLayout>{trip()});
     std::ofstream(file) << json::array({element, tripWith("id", 1)}).dump();
     EXPECT_TRUE(loadSavedLayouts(file).empty());
-    EXPECT_TRUE(loadSavedLayouts(folder).empty());  // a folder, not a file
-    fs::remove_all(folder);
+    EXPECT_TRUE(loadSavedLayouts(folder.path()).empty());  // a folder, not a file
 }
 
 // Saving makes the folder, replaces the file whole and leaves no temporary file; a folder that
 // cannot be written keeps the old file.
 TEST(SavedLayouts, SavingReplacesTheWholeFileInOneStep) {
     namespace fs = std::filesystem;
-    std::string pattern = (fs::temp_directory_path() / "tessel-layouts-XXXXXX").string();
-    const fs::path folder = mkdtemp(pattern.data()), file = folder / "Orvane Tessel/layouts.json";
+    const testing::TemporaryFolder folder;
+    const fs::path file = folder / "Orvane Tessel/layouts.json";
     ASSERT_TRUE(saveSavedLayouts(file, {trip(), trip()}));
     EXPECT_EQ(loadSavedLayouts(file), (std::vector<SavedLayout>{trip(), trip()}));
     ASSERT_TRUE(saveSavedLayouts(file, {}));
@@ -101,7 +103,6 @@ TEST(SavedLayouts, SavingReplacesTheWholeFileInOneStep) {
     }
     EXPECT_FALSE(saveSavedLayouts("/proc/tessel/layouts.json", {trip()}));
     fs::permissions(file.parent_path(), fs::perms::owner_all);
-    fs::remove_all(folder);
 }
 
 }  // namespace

@@ -23,10 +23,8 @@ using File = Handle<std::FILE*, closeFile>;
 class Decompressor {
 public:
     Decompressor() {
-        info_.err = jpeg_std_error(&errors_.base);
-        errors_.base.error_exit = jumpOnError;
+        info_.err = jumpingErrors(errors_);
         errors_.base.emit_message = jumpOnWarning;
-        errors_.base.output_message = ignoreMessage;
     }
     ~Decompressor() {
         if (created_) jpeg_destroy_decompress(&info_);

@@ -17,11 +17,7 @@ struct MemoryDestination {
 // The compressor is owned by this type so it is destroyed on every path, jumps included.
 class Compressor {
 public:
-    Compressor() {
-        info_.err = jpeg_std_error(&errors_.base);
-        errors_.base.error_exit = jumpOnError;
-        errors_.base.output_message = ignoreMessage;
-    }
+    Compressor() { info_.err = jumpingErrors(errors_); }
     ~Compressor() {
         if (created_) jpeg_destroy_compress(&info_);
     }

@@ -11,7 +11,8 @@
 
 namespace tessel::detail {
 
-/// libjpeg's default error handler ends the process; this one jumps back to `jump`.
+/// libjpeg's default error handler ends the process; this one jumps back to `jump` and
+/// prints nothing (the core never logs).
 struct JpegErrorManager {
     jpeg_error_mgr base;
     std::jmp_buf jump;
@@ -22,5 +23,14 @@ struct JpegErrorManager {
 }
 
 inline void ignoreMessage(j_common_ptr) {}
+
+/// Sets `errors` up to jump on errors and print nothing; the result goes in the `err` field
+/// of a compressor or decompressor.
+inline jpeg_error_mgr* jumpingErrors(JpegErrorManager& errors) {
+    jpeg_error_mgr* manager = jpeg_std_error(&errors.base);
+    manager->error_exit = jumpOnError;
+    manager->output_message = ignoreMessage;
+    return manager;
+}
 
 }  // namespace tessel::detail
