@@ -153,7 +153,7 @@ fs::path newOutputFolder() {
 }
 
 fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std::string& name) {
-    const fs::path target = folder / name;
+    fs::path target = folder / name;
     NewFile file(target);
     char buffer[65536];
     while (in.read(buffer, sizeof buffer) || in.gcount() > 0)

@@ -16,7 +16,9 @@ namespace {
 class InspectionJob final : public detail::PoolJob {
 public:
     explicit InspectionJob(const std::vector<std::filesystem::path>& files)
-        : files_(files), results_(files.size()), failures_(files.size()) {}
+        : files_(files), results_(files.size()) {
+        failures_.resize(files.size());
+    }
 
     void work(detail::ProgressCount& progress) noexcept override {
         for (;;) {

@@ -100,7 +100,7 @@ std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, in
     if (::pread(::fileno(stream.get()), magic, 2, 0) != 2 || magic[0] != 0xFF || magic[1] != 0xD8)
         return std::nullopt;
     // libjpeg asks for 4 KB at a time; a larger buffer saves most of the system calls.
-    std::setvbuf(stream.get(), nullptr, _IOFBF, 256 * 1024);
+    std::setvbuf(stream.get(), nullptr, _IOFBF, std::size_t{256} * 1024);
     ScaledJpeg out;
     Decompressor decompressor;
     if (!decompressor.run(stream.get(), std::max(size, 1), out) || out.width < 1 ||

@@ -68,7 +68,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kWindow = 256 * 1024;
+    static constexpr std::size_t kWindow = std::size_t{256} * 1024;
 
     bool refill() {
         if (descriptor_ < 0) return false;
