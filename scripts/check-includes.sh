@@ -3,6 +3,7 @@
 # each library is confined to the few files that talk to it (docs/architecture.md), the
 # core's public headers include only the standard library and each other, and nothing but
 # the application includes Qt. Tests may include what they need to make and read files.
+# Also fails when a folder of core/src includes a folder it must not use: they depend one way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,6 +33,12 @@ rule libuuid '^uuid/' 'core/src/base/Uuid.cpp'
 rule CLI11 '^CLI/' 'cli/CommandLine.cpp'
 rule benchmark '^benchmark/' 'bench/*'
 rule Qt '^Q[A-Za-z0-9]*(/|$)' 'app/*'
+# The folders of core/src each folder may include besides itself and the public headers.
+declare -A uses=(
+  [base]='' [recipe]='base' [layout]='base' [formats]='base' [decode]='base formats'
+  [inspect]='base formats decode' [draw]='base' [render]='base formats decode draw'
+  [output]='base formats decode' [files]='' [update]='base'
+)
 # The operating system's own headers may be used anywhere but in the public headers.
 system='^(unistd|fcntl|pwd|signal|poll|spawn|dirent)\.h$|^(sys|linux)/'
 
@@ -73,8 +80,18 @@ while IFS= read -r file; do
   done < <(sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*<([^>]+)>.*/\1/p' "$file")
 done < <(git ls-files 'core/*' 'cli/*' 'app/*' 'bench/*' 'fuzz/*' | grep -E '\.(c|cc|cpp|h|hh|hpp)$')
 
+while IFS= read -r file; do
+  folder=${file#core/src/}
+  folder=${folder%%/*}
+  [ -n "${uses[$folder]+known}" ] || { fail "$file is in core/src/$folder, a folder this script does not know"; continue; }
+  while IFS= read -r used; do
+    [ "$used" = "$folder" ] && continue
+    [[ " ${uses[$folder]} " == *" $used "* ]] || fail "$file includes core/src/$used; $folder uses only: ${uses[$folder]:-nothing}"
+  done < <(sed -nE 's|^[[:space:]]*#[[:space:]]*include[[:space:]]*"([a-z]+)/.*|\1|p' "$file" | grep -vx tessel || true)
+done < <(git ls-files 'core/src/*')
+
 if [ $failures -gt 0 ]; then
   echo "check-includes: $failures include(s) outside the layout" >&2
   exit 1
 fi
-echo "check-includes: every outside library stays in its files"
+echo "check-includes: every outside library stays in its files; the core's folders depend one way"
