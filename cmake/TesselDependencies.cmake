@@ -1,6 +1,6 @@
 # Every outside library the project uses, found once, as imported targets. Each is linked
 # only by the targets that need it; scripts/check-includes.sh checks which files may include
-# its headers. The Qt application finds Qt in app/.
+# its headers.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
@@ -17,13 +17,23 @@ pkg_check_modules(ZLIB REQUIRED IMPORTED_TARGET zlib)                # PNG chunk
 find_package(nlohmann_json 3 REQUIRED)
 find_package(CURL REQUIRED)
 
-# tessel-sheet
+# tessel-sheet and tessel-sign
 find_package(CLI11 REQUIRED)
+
+# The desktop application and its self-installation.
+if(TESSEL_BUILD_APP)
+  find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Concurrent DBus Pdf Widgets PrintSupport)
+  pkg_check_modules(LIBARCHIVE REQUIRED IMPORTED_TARGET libarchive)  # update archives
+  pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)       # bundle signatures
+endif()
 
 if(TESSEL_BUILD_TESTS)
   find_package(GTest REQUIRED)
   # The update tests make a certificate authority and serve HTTPS with OpenSSL.
   pkg_check_modules(OPENSSL REQUIRED IMPORTED_TARGET openssl)
+  if(TESSEL_BUILD_APP)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
+  endif()
 endif()
 
 if(TESSEL_BUILD_BENCH)

@@ -27,12 +27,14 @@ rule zlib '^zlib\.h$' 'core/src/formats/png/*'
 rule ICU '^unicode/' 'core/src/recipe/SheetRecipe.cpp core/src/inspect/ExifDate.cpp
   core/src/draw/CaptionDate.cpp core/src/files/NaturalOrder.cpp core/src/update/UnicodeNumeric.cpp'
 rule nlohmann-json '^nlohmann/' 'core/src/recipe/RecipeJson.* core/src/recipe/SavedLayouts.cpp
-  core/src/update/Updater.cpp cli/Listing.cpp'
+  core/src/update/Updater.cpp cli/Listing.cpp app/update/SelfUpdater.cpp'
 rule libcurl '^curl/' 'core/src/update/Curl* core/src/update/Url.cpp'
 rule libuuid '^uuid/' 'core/src/base/Uuid.cpp'
-rule CLI11 '^CLI/' 'cli/CommandLine.cpp'
+rule CLI11 '^CLI/' 'cli/CommandLine.cpp app/update/SignTool.cpp'
+rule libarchive '^archive(_entry)?\.h$' 'app/update/Unpack.cpp'
+rule libsodium '^sodium(\.h$|/)' 'app/update/BundleSigning.cpp app/update/SignTool.cpp'
 rule benchmark '^benchmark/' 'bench/*'
-rule Qt '^Q[A-Za-z0-9]*(/|$)' 'app/*'
+rule Qt '^Q[A-Za-z0-9]*(/|$)' 'app/* bench/model.cpp'
 # The folders of core/src each folder may include besides itself and the public headers.
 declare -A uses=(
   [base]='' [recipe]='base' [layout]='base' [formats]='base' [decode]='base formats'

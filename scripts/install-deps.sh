@@ -14,11 +14,13 @@ packages=(
   # fonts for captions: Nimbus Sans is metric-compatible with Helvetica
   fonts-urw-base35 fontconfig
   # command line, application and updates
-  libcli11-dev qt6-base-dev libarchive-dev libsodium-dev
+  libcli11-dev qt6-base-dev qt6-pdf-dev libarchive-dev libsodium-dev
+  # making releases: zip archives, library search paths, the manifest
+  libarchive-tools patchelf jq
   # tests and benchmarks (bench/compare.sh and bench/make-corpus.sh need exiftool and bc)
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
-  libimage-exiftool-perl bc xvfb xauth python3 locales
+  libimage-exiftool-perl bc xvfb xauth python3 locales dbus-daemon
   # exports onto an exFAT file system (a loop device mounted through FUSE) in the tests
   exfatprogs exfat-fuse fuse3
 )

@@ -3,7 +3,9 @@
 /// The update check takes a session so that tests and other front ends can supply their own.
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -17,6 +19,13 @@ struct HttpResponse {
     friend bool operator==(const HttpResponse&, const HttpResponse&) = default;
 };
 
+/// A download could not be completed: no connection, a TLS failure, a stalled transfer, a
+/// refused scheme or redirect. `what()` names the URL and the transport's own reason.
+class HttpTransportError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// A way of fetching one URL with a GET request.
 class HttpSession {
 public:
@@ -28,6 +37,18 @@ public:
     /// code the server sent is a response. Never throws.
     virtual std::optional<HttpResponse> get(const std::string& url,
                                             std::chrono::milliseconds timeout) = 0;
+
+    /// Fetches `url` with a GET request and writes the body, whatever the status, into
+    /// `file` (created, or truncated when it exists), without holding it in memory. Returns
+    /// the status code of the final response. Gives up when no byte has arrived for
+    /// `stallTimeout`; a slow but moving transfer is never cut off. Throws
+    /// `HttpTransportError` when the request could not be completed and
+    /// `std::filesystem::filesystem_error` when `file` cannot be written.
+    ///
+    /// This default fetches through `get` (with `stallTimeout` as its total time-out) and then
+    /// writes the file, for sessions that only answer `get`.
+    virtual long download(const std::string& url, const std::filesystem::path& file,
+                          std::chrono::milliseconds stallTimeout);
 
 protected:
     HttpSession() = default;
@@ -51,6 +72,11 @@ public:
 
     std::optional<HttpResponse> get(const std::string& url,
                                     std::chrono::milliseconds timeout) override;
+
+    /// Streams the body to `file` over HTTPS with the same verification as `get`, following
+    /// up to five redirects, each of them https as well.
+    long download(const std::string& url, const std::filesystem::path& file,
+                  std::chrono::milliseconds stallTimeout) override;
 
 private:
     Options options_;

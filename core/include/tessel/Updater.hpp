@@ -25,8 +25,15 @@ namespace Updater {
 /// How long a manifest request may take in total before the check gives up.
 inline constexpr std::chrono::milliseconds manifestTimeout{10'000};
 
-/// The application's manifest location: "https://updates.orvane.com/tessel/latest.json".
+/// The application's manifest location: "https://updates.orvane.com/tessel/latest.json",
+/// unless the build named another with the CMake cache variable TESSEL_UPDATE_MANIFEST_URL
+/// (a local server for an end-to-end run of an update).
 const std::string& manifestLocation();
+
+/// The options of the session the application checks and downloads updates with: the
+/// certificate authorities file named by the CMake cache variable TESSEL_UPDATE_CA_BUNDLE, or
+/// the system's when the build named none.
+CurlHttpSession::Options sessionOptions();
 
 /// The running version: the release version compiled in (the CMake cache variable
 /// TESSEL_VERSION), or "Development" when none was given.

@@ -3,6 +3,7 @@
 // CURL*, a file descriptor) lives in a Handle, so no logic calls unref, destroy or close.
 // The aliases for each library sit beside the few files that use that library.
 
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -48,6 +49,7 @@ private:
 
 inline void freeMemory(void* memory) noexcept { std::free(memory); }
 inline void closeDescriptor(int descriptor) noexcept { ::close(descriptor); }
+inline void closeStream(std::FILE* stream) noexcept { std::fclose(stream); }
 
 /// Memory from malloc.
 template <class T>
@@ -56,5 +58,8 @@ using MallocPointer = Handle<T*, freeMemory>;
 /// An open file descriptor. Closing a written file reports write-back errors, so writers
 /// close it themselves with `::close(file.release())` and check the result.
 using FileDescriptor = Handle<int, closeDescriptor, -1>;
+
+/// A stdio stream from fopen.
+using StdioFile = Handle<std::FILE*, closeStream>;
 
 }  // namespace tessel::detail

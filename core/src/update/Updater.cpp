@@ -39,9 +39,11 @@ std::optional<UpdateInfo> parseManifest(const std::string& body, std::string_vie
 }  // namespace
 
 const std::string& manifestLocation() {
-    static const std::string location = "https://updates.orvane.com/tessel/latest.json";
+    static const std::string location = TESSEL_UPDATE_MANIFEST_URL;
     return location;
 }
+
+CurlHttpSession::Options sessionOptions() { return {TESSEL_UPDATE_CA_BUNDLE}; }
 
 std::string_view currentVersion() noexcept {
 #ifdef TESSEL_VERSION

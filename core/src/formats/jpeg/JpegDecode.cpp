@@ -17,9 +17,6 @@ void jumpOnWarning(j_common_ptr info, int level) {
     if (level < 0) jumpOnError(info);
 }
 
-void closeFile(std::FILE* file) { std::fclose(file); }
-using File = Handle<std::FILE*, closeFile>;
-
 class Decompressor {
 public:
     Decompressor() {
@@ -92,7 +89,7 @@ private:
 }  // namespace
 
 std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size) {
-    const File stream(std::fopen(file.c_str(), "rbe"));
+    const StdioFile stream(std::fopen(file.c_str(), "rbe"));
     if (!stream) return std::nullopt;
     // Anything but a JPEG is turned away before a buffer's worth of it is read; pread leaves
     // the stream untouched, so its buffer can still be set below.

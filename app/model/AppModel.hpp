@@ -1,0 +1,352 @@
+#pragma once
+/// `AppModel`: the application's one model object. It holds the image list, the current
+/// recipe, the preview, the saved layouts and the update state; every button of the window
+/// is one of its operations. It lives on the main thread; background work gets value copies.
+///
+/// Observation: every stored property has a change signal. Assigning a value equal to the
+/// current one emits nothing; `items` is the exception and emits on every assignment and every
+/// change in place (items have no equality). The derived values (`selectedItem`,
+/// `validationMessage`, `canExport`, `pageCount`, `currentPreviewData`) have no signal of
+/// their own: they are recomputed on every read, and a view re-reads them when a property
+/// they depend on changes (see each one).
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QThreadPool>
+#include <QTimer>
+#include <QUrl>
+#include <QUuid>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "tessel/Render.hpp"
+#include "tessel/SavedLayouts.hpp"
+#include "tessel/SheetRecipe.hpp"
+#include "tessel/TesselError.hpp"
+#include "tessel/Updater.hpp"
+
+#include "model/ImageItem.hpp"
+#include "model/ImageSort.hpp"
+#include "services/AppServices.hpp"
+
+namespace tessel::app {
+
+class AppModel : public QObject {
+    Q_OBJECT
+    // Stored properties, in declaration order.
+    Q_PROPERTY(QUrl feedbackURL READ feedbackURL CONSTANT)
+    Q_PROPERTY(QUrl websiteURL READ websiteURL CONSTANT)
+    Q_PROPERTY(QString version READ version CONSTANT)
+    Q_PROPERTY(std::vector<tessel::app::ImageItem> items READ items NOTIFY itemsChanged)
+    Q_PROPERTY(QUuid selectedID READ selectedID WRITE setSelectedID NOTIFY selectedIDChanged)
+    // Seen by the meta-object system as an optional (never empty): a property's type needs a
+    // default value, and a recipe has none.
+    Q_PROPERTY(std::optional<tessel::SheetRecipe> recipe READ recipeProperty WRITE setRecipeProperty
+                   NOTIFY recipeValueChanged)
+    Q_PROPERTY(std::optional<tessel::SheetPreset> selectedPreset READ selectedPreset WRITE
+                   setSelectedPreset NOTIFY selectedPresetChanged)
+    Q_PROPERTY(
+        std::vector<tessel::SavedLayout> savedLayouts READ savedLayouts NOTIFY savedLayoutsChanged)
+    Q_PROPERTY(tessel::app::ImageSort sort READ sort WRITE setSort NOTIFY sortChanged)
+    Q_PROPERTY(QString baseName READ baseName WRITE setBaseName NOTIFY baseNameChanged)
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
+    Q_PROPERTY(bool isRendering READ isRendering NOTIFY isRenderingChanged)
+    Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
+    Q_PROPERTY(bool isDropTargeted READ isDropTargeted WRITE setIsDropTargeted NOTIFY
+                   isDropTargetedChanged)
+    Q_PROPERTY(std::optional<tessel::SheetRenderResult> previewResult READ previewResult NOTIFY
+                   previewResultChanged)
+    Q_PROPERTY(qint64 previewPage READ previewPage NOTIFY previewPageChanged)
+    Q_PROPERTY(std::optional<QString> errorMessage READ errorMessage WRITE setErrorMessage NOTIFY
+                   errorMessageChanged)
+    Q_PROPERTY(std::vector<std::filesystem::path> lastExportedURLs READ lastExportedURLs NOTIFY
+                   lastExportedURLsChanged)
+    Q_PROPERTY(std::optional<tessel::UpdateInfo> availableUpdate READ availableUpdate NOTIFY
+                   availableUpdateChanged)
+    Q_PROPERTY(bool isUpdating READ isUpdating NOTIFY isUpdatingChanged)
+    Q_PROPERTY(bool isCheckingForUpdate READ isCheckingForUpdate NOTIFY isCheckingForUpdateChanged)
+    Q_PROPERTY(quint64 previewTask READ previewTask NOTIFY previewTaskChanged)
+    // Derived, read-only.
+    Q_PROPERTY(std::optional<tessel::app::ImageItem> selectedItem READ selectedItem)
+    Q_PROPERTY(std::optional<QString> validationMessage READ validationMessage)
+    Q_PROPERTY(bool canExport READ canExport)
+    Q_PROPERTY(qint64 pageCount READ pageCount)
+    Q_PROPERTY(QByteArray currentPreviewData READ currentPreviewData)
+
+public:
+    /// Constructs in this order: every property at its initial value (the `contact` preset's
+    /// recipe, "Contact Sheet", an empty list, no preview, no update known), then the saved
+    /// layouts loaded from `layoutsFileLocation()` (the one small file the main thread reads),
+    /// then the automatic update check started in the background. `services` must outlive the
+    /// model; the destructor waits for the model's background work to finish.
+    explicit AppModel(AppServices services, QObject* parent = nullptr);
+    ~AppModel() override;
+
+    AppModel(const AppModel&) = delete;
+    AppModel& operator=(const AppModel&) = delete;
+
+    // --- Stored properties -------------------------------------------------------------------
+
+    /// The feedback web page, "https://orvane.com/?app=tessel".
+    QUrl feedbackURL() const;
+    /// The product's web page: the folder of the update manifest, ending in a slash.
+    QUrl websiteURL() const;
+    /// The running version: the release version compiled in, or "Development".
+    QString version() const { return version_; }
+
+    /// The image list in cell order: item i goes into the i-th cell of the sheet.
+    const std::vector<ImageItem>& items() const { return items_; }
+    /// The selected item's id; null when nothing is selected.
+    QUuid selectedID() const { return selectedID_; }
+    void setSelectedID(const QUuid& id);
+    /// The settings every preview and export uses. After writing a field call
+    /// `recipeChanged()`, or use `editRecipe`, which does both.
+    const SheetRecipe& recipe() const { return recipe_; }
+    void setRecipe(const SheetRecipe& recipe);
+    /// The preset last applied; cleared by every recipe change.
+    std::optional<SheetPreset> selectedPreset() const { return selectedPreset_; }
+    void setSelectedPreset(std::optional<SheetPreset> preset);
+    /// The user's saved layouts, oldest first.
+    const std::vector<SavedLayout>& savedLayouts() const { return savedLayouts_; }
+    /// The list's order. Use `chooseSort` to sort by it.
+    ImageSort sort() const { return sort_; }
+    void setSort(ImageSort sort);
+    /// The file name the export panel proposes, before the suffix and extension.
+    QString baseName() const { return baseName_; }
+    void setBaseName(const QString& baseName);
+    /// True while a batch of added files is scanned and inspected.
+    bool isLoading() const { return isLoading_; }
+    /// True while a preview is scheduled or rendering.
+    bool isRendering() const { return isRendering_; }
+    /// True while an export runs; adding and removing images are refused meanwhile.
+    bool isExporting() const { return isExporting_; }
+    /// Set by the window while a drag hovers over it.
+    bool isDropTargeted() const { return isDropTargeted_; }
+    void setIsDropTargeted(bool targeted);
+    /// The latest successful preview render.
+    const std::optional<SheetRenderResult>& previewResult() const { return previewResult_; }
+    /// The zero-based page shown in the preview.
+    qint64 previewPage() const { return previewPage_; }
+    /// The message for the user; the window shows it and sets it to nothing when dismissed.
+    const std::optional<QString>& errorMessage() const { return errorMessage_; }
+    void setErrorMessage(const std::optional<QString>& message);
+    /// The files written by the last successful export, in page order.
+    const std::vector<std::filesystem::path>& lastExportedURLs() const { return lastExportedURLs_; }
+    /// The result of the latest update check; nothing when it found no update.
+    const std::optional<UpdateInfo>& availableUpdate() const { return availableUpdate_; }
+    /// True from "Update Now" until the installation fails (on success the application quits).
+    bool isUpdating() const { return isUpdating_; }
+    /// True while an update check the user asked for runs.
+    bool isCheckingForUpdate() const { return isCheckingForUpdate_; }
+    /// The preview task last scheduled, 1 and up; 0 before the first. Cancelling a task leaves
+    /// its number here.
+    quint64 previewTask() const { return previewTask_; }
+
+    // --- Derived values ----------------------------------------------------------------------
+
+    /// The item whose id is `selectedID`; nothing when there is none. Changes with `items`
+    /// and `selectedID`.
+    std::optional<ImageItem> selectedItem() const;
+    /// The recipe's first problem (see `tessel::app::validationMessage`). Changes with
+    /// `recipe` and `items`.
+    std::optional<QString> validationMessage() const;
+    /// True when there are items, nothing loads, renders or exports, and the recipe is valid.
+    bool canExport() const;
+    /// Pages of the preview (at least 1); without one, an estimate from the item count and the
+    /// grid. Changes with `previewResult`, `items` and `recipe`.
+    qint64 pageCount() const;
+    /// The encoded image (PNG, or JPEG for JPEG output) of page `previewPage`; empty when
+    /// there is no preview or the page lies outside it.
+    QByteArray currentPreviewData() const;
+
+    // --- The image list ----------------------------------------------------------------------
+
+    /// Shows the open panel and adds what the user chose. Nothing while exporting.
+    void chooseImages();
+    /// Adds the image files among `locations` (folders are searched) in the background;
+    /// returns at once. Nothing for an empty list or while exporting.
+    void add(const std::vector<std::filesystem::path>& locations);
+    /// `add` for the local files among `urls` (from a drop); other URLs are ignored.
+    void add(const QList<QUrl>& urls);
+    /// The window's sort menu: sets `sort`, sorts the list by it and refreshes the preview,
+    /// all three even when `sort` already is `order`.
+    void chooseSort(ImageSort order);
+    /// Swaps the selected item with the one `by` places away (clamped to the list); a move
+    /// switches the order to `manual` and refreshes the preview.
+    void moveSelected(qint64 by);
+    /// Puts item `id` immediately before item `before` (a drag onto a row).
+    void move(const QUuid& id, const QUuid& before);
+    /// Removes the selected item and selects the one that took its place. Not while exporting.
+    void removeSelected();
+    /// Empties the list and the preview. Not while exporting.
+    void removeAll();
+    /// Shows the selected item's file in the file viewer.
+    void revealSelected();
+
+    // --- Recipe, preview and export ------------------------------------------------------------
+
+    /// Tells the model that `recipe` changed: clears `selectedPreset`, keeps `previewPage`
+    /// within the pages, and schedules a preview.
+    void recipeChanged();
+    /// Applies `edit` to the recipe, then `recipeChanged()`: how a control writes one field.
+    void editRecipe(const std::function<void(SheetRecipe&)>& edit);
+    /// Sets the recipe to `preset`'s and `selectedPreset` to it, then `recipeChanged()`.
+    void applyPreset(SheetPreset preset);
+    /// Sets the recipe to `layout`'s and clears `selectedPreset`, then `recipeChanged()`.
+    void applyLayout(const SavedLayout& layout);
+    /// Schedules a preview render 280 ms from now, cancelling the one scheduled or running.
+    /// With no items or an invalid recipe the preview is cleared instead.
+    void refreshPreview();
+    /// One preview page back or forward, within the pages.
+    void previousPage();
+    void nextPage();
+    /// Asks for a location in the save panel, then renders and writes the sheet there in the
+    /// background. Nothing unless `canExport`.
+    void exportSheet();
+    /// Prints the preview's PDF through the printing service. Nothing without a preview.
+    void printSheet();
+    /// Shows the files of the last export in the file viewer.
+    void revealOutput();
+
+    // --- Saved layouts -----------------------------------------------------------------------
+
+    /// Saves the current recipe under `named` with white space trimmed from both ends, and
+    /// rewrites the layouts file. A blank name saves nothing.
+    void saveCurrentLayout(const QString& named);
+    /// Removes every saved layout with `layout`'s id and rewrites the layouts file.
+    void deleteLayout(const SavedLayout& layout);
+
+    // --- Updates -----------------------------------------------------------------------------
+
+    /// The automatic update check; the constructor starts it. Prompts for a found update
+    /// unless the user chose "Later" for that very version before.
+    void checkForUpdate();
+    /// "Check for Updates…": checks at once (one check at a time) and always answers.
+    void checkForUpdatesManually();
+    /// Offers `availableUpdate`: "Update Now" installs it, "Later" remembers the version.
+    void promptForUpdate();
+
+    /// Blocks until the background work started so far has finished. Its results reach the
+    /// model through the event loop afterwards. For tests and measurements.
+    void waitForBackgroundWork();
+
+signals:
+    void itemsChanged();
+    void selectedIDChanged();
+    /// `recipe` changed value. (`recipeChanged()` is the operation the controls call.)
+    void recipeValueChanged();
+    void selectedPresetChanged();
+    void savedLayoutsChanged();
+    void sortChanged();
+    void baseNameChanged();
+    void isLoadingChanged();
+    void isRenderingChanged();
+    void isExportingChanged();
+    void isDropTargetedChanged();
+    void previewResultChanged();
+    void previewPageChanged();
+    void errorMessageChanged();
+    void lastExportedURLsChanged();
+    void availableUpdateChanged();
+    void isUpdatingChanged();
+    void isCheckingForUpdateChanged();
+    void previewTaskChanged();
+
+    /// A preview render started in the background, after the wait.
+    void previewRenderStarted();
+    /// An update was handed over to its installer: the application must quit now.
+    void quitRequested();
+
+private:
+    // What a preview render gets: the inputs and the recipe at the moment it was scheduled.
+    struct PreviewJob {
+        std::vector<SheetInput> inputs;
+        SheetRecipe recipe;
+    };
+    // A background result, or the user-facing text of its failure.
+    template <class T>
+    struct Outcome {
+        std::optional<T> value;
+        QString error;
+    };
+
+    // Assigns `value` to `field` and emits `signal` when they differ.
+    template <class T>
+    void assign(T& field, const T& value, void (AppModel::*signal)());
+    // Runs `work` on the model's threads; `apply` gets its result on the main thread, unless
+    // the model is gone by then. Defined in model/Background.hpp.
+    template <class Work, class Apply>
+    void runInBackground(Work work, Apply apply);
+    // Runs `work`, keeping its value or the text of its failure (`otherwise` for failures
+    // that are not a `TesselError`). Defined in model/Background.hpp.
+    template <class T, class Work>
+    static Outcome<T> capture(Work&& work, const TesselError& otherwise);
+
+    std::optional<SheetRecipe> recipeProperty() const { return recipe_; }
+    void setRecipeProperty(const std::optional<SheetRecipe>& recipe) {
+        if (recipe) setRecipe(*recipe);
+    }
+    void setItems(std::vector<ImageItem> items);
+    void setSavedLayouts(std::vector<SavedLayout> layouts);
+    void setIsLoading(bool loading);
+    void setIsRendering(bool rendering);
+    void setIsExporting(bool exporting);
+    void setPreviewResult(std::optional<SheetRenderResult> result);
+    void setPreviewPage(qint64 page);
+    void setLastExportedURLs(std::vector<std::filesystem::path> files);
+    void setAvailableUpdate(std::optional<UpdateInfo> update);
+    void setIsUpdating(bool updating);
+    void setIsCheckingForUpdate(bool checking);
+    void setPreviewTask(quint64 task);
+
+    std::vector<SheetInput> inputs() const;
+    void applySort();
+    void mergeAdded(std::vector<ImageItem> added);
+    void cancelPreview();
+    void startPreviewRender();
+    void applyPreview(quint64 task, const SheetRecipe& snapshot,
+                      Outcome<SheetRenderResult> outcome);
+    void persistLayouts();
+    void startUpdateCheck(bool manual);
+    void applyUpdateCheck(bool manual, std::optional<UpdateInfo> update);
+
+    AppServices services_;
+    std::filesystem::path layoutsFile_;
+
+    QString version_;
+    std::vector<ImageItem> items_;
+    QUuid selectedID_;
+    SheetRecipe recipe_;
+    std::optional<SheetPreset> selectedPreset_;
+    std::vector<SavedLayout> savedLayouts_;
+    ImageSort sort_ = ImageSort::manual;
+    QString baseName_;
+    bool isLoading_ = false;
+    bool isRendering_ = false;
+    bool isExporting_ = false;
+    bool isDropTargeted_ = false;
+    std::optional<SheetRenderResult> previewResult_;
+    qint64 previewPage_ = 0;
+    std::optional<QString> errorMessage_;
+    std::vector<std::filesystem::path> lastExportedURLs_;
+    std::optional<UpdateInfo> availableUpdate_;
+    bool isUpdating_ = false;
+    bool isCheckingForUpdate_ = false;
+    quint64 previewTask_ = 0;
+    bool exportTask_ = false;  // an export runs; not observable
+
+    // The preview in flight: the job waiting for its timer, and whether it was cancelled.
+    std::optional<PreviewJob> scheduledPreview_;
+    bool previewCancelled_ = true;
+    QTimer previewTimer_;
+
+    // Last, so that it is destroyed first: the destructor waits for every task in it.
+    QThreadPool pool_;
+};
+
+}  // namespace tessel::app

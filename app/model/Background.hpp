@@ -1,0 +1,48 @@
+#pragma once
+// How the model runs work off the main thread. Private to the model's sources.
+//
+// Work gets value copies only and returns a value; its result comes back to the main thread
+// through a queued call and is applied only if the model still exists. The model's own pool
+// runs the work, so the model's destructor can wait for all of it: the services that work
+// uses (the HTTP session, the installer) then never outlive their callers' expectations.
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QPointer>
+#include <exception>
+#include <utility>
+
+#include "tessel/TesselError.hpp"
+
+#include "model/AppModel.hpp"
+
+namespace tessel::app {
+
+template <class Work, class Apply>
+void AppModel::runInBackground(Work work, Apply apply) {
+    QPointer<AppModel> model(this);
+    pool_.start([model, work = std::move(work), apply = std::move(apply)]() mutable {
+        auto result = work();
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [model, apply = std::move(apply), result = std::move(result)]() mutable {
+                if (model) apply(*model, std::move(result));
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+/// Runs `work` and keeps its value, or the text of its failure: a `TesselError`'s own
+/// description, and `otherwise` for any other exception.
+template <class T, class Work>
+AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise) {
+    try {
+        return {std::forward<Work>(work)(), {}};
+    } catch (const TesselError& error) {
+        return {std::nullopt, QString::fromStdString(error.errorDescription())};
+    } catch (...) {
+        return {std::nullopt, QString::fromStdString(otherwise.errorDescription())};
+    }
+}
+
+}  // namespace tessel::app

@@ -1,0 +1,23 @@
+#pragma once
+/// Installing an update the user accepted. The model calls it on a background thread.
+
+#include "tessel/Updater.hpp"
+
+namespace tessel::app {
+
+class UpdateInstaller {
+public:
+    virtual ~UpdateInstaller() = default;
+
+    /// Downloads `update`, verifies it and hands the swap of the running application to the
+    /// installer script. Returns once the script runs; the application must then quit at
+    /// once. Throws on any failure. Runs on a background thread and must not touch the model.
+    virtual void install(const UpdateInfo& update) = 0;
+
+protected:
+    UpdateInstaller() = default;
+    UpdateInstaller(const UpdateInstaller&) = default;
+    UpdateInstaller& operator=(const UpdateInstaller&) = default;
+};
+
+}  // namespace tessel::app

@@ -1,0 +1,281 @@
+// The image list: what adding finds, selection, reordering, sorting and removal.
+
+#include <QSignalSpy>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "AppHarness.hpp"
+#include "PrivateBus.hpp"
+#include "TestImages.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tessel;
+using namespace tessel::test;
+using app::ImageSort;
+using ::testing::ElementsAre;
+
+const QString nothingFound = QStringLiteral("No supported static images were found.");
+
+std::vector<std::string> names(const app::AppModel& model) {
+    std::vector<std::string> out;
+    for (const app::ImageItem& item : model.items()) out.push_back(item.url.filename().string());
+    return out;
+}
+
+std::string selectedName(const app::AppModel& model) {
+    const auto item = model.selectedItem();
+    return item ? item->url.filename().string() : std::string("(none)");
+}
+
+// Four plain images a.png ... d.png (or the given names) added in one batch.
+std::vector<fs::path> addImages(Harness& harness, std::vector<std::string> files = {
+                                                      "a.png", "b.png", "c.png", "d.png"}) {
+    std::vector<fs::path> paths;
+    for (const std::string& name : files) {
+        paths.push_back(harness.path(name));
+        writeImage(paths.back());
+    }
+    harness.add(paths);
+    return paths;
+}
+
+TEST(Adding, FolderKeepsVisibleImagesOfSupportedTypesInPathOrder) {
+    Harness harness;
+    const fs::path folder = harness.path("Shoot");
+    fs::create_directories(folder / "Sub");
+    fs::create_directories(folder / "X.bundle");
+    writeImage(folder / "b.JPG");
+    writeImage(folder / "a.png");
+    writeImage(folder / ".hidden.png");
+    writeText(folder / "notes.txt", "not an image");
+    writeImage(folder / "Sub" / "c.tif");
+    writeImage(folder / "X.bundle" / "d.png");
+
+    harness.add({folder});
+    const app::AppModel& model = harness.model();
+    EXPECT_THAT(names(model), ElementsAre("a.png", "b.JPG", "c.tif"));
+    EXPECT_EQ(model.items()[2].url, folder / "Sub" / "c.tif");
+    EXPECT_EQ(model.items()[0].info.width, 40);
+    EXPECT_FALSE(model.items()[0].thumbnailData.isEmpty());
+    EXPECT_EQ(selectedName(model), "a.png");
+    EXPECT_FALSE(model.isLoading());
+    EXPECT_EQ(model.errorMessage(), std::nullopt);
+}
+
+TEST(Adding, FilesComeInNaturalOrder) {
+    Harness harness;
+    addImages(harness, {"img10.png", "img2.png"});
+    EXPECT_THAT(names(harness.model()), ElementsAre("img2.png", "img10.png"));
+}
+
+TEST(Adding, TheSameFolderTwiceAddsNothingTheSecondTime) {
+    Harness harness;
+    const fs::path folder = harness.path("Shoot");
+    fs::create_directories(folder);
+    writeImage(folder / "a.png");
+    harness.add({folder});
+    harness.add({folder / "." / "a.png"});  // the same file by another spelling
+    EXPECT_THAT(names(harness.model()), ElementsAre("a.png"));
+    EXPECT_EQ(harness.model().errorMessage(), nothingFound);
+}
+
+TEST(Adding, AFolderAndAFileInsideItInOneBatchAddTheFileTwice) {
+    Harness harness;
+    const fs::path folder = harness.path("Shoot");
+    fs::create_directories(folder);
+    writeImage(folder / "a.png");
+    harness.add({folder, folder / "a.png"});
+    const auto& items = harness.model().items();
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_NE(items[0].id, items[1].id);
+}
+
+TEST(Adding, UnusableFilesAreSkippedSilentlyUnlessNothingIsLeft) {
+    Harness harness;
+    const fs::path folder = harness.path("Shoot");
+    fs::create_directories(folder);
+    writeAnimation(folder / "loop.webp", 3);
+    writeAnimation(folder / "pages.tif", 2);
+    writeText(folder / "broken.jpg", "not a JPEG");
+    writeImage(folder / "still.png");
+
+    harness.add({folder});
+    EXPECT_THAT(names(harness.model()), ElementsAre("still.png"));
+    EXPECT_EQ(harness.model().errorMessage(), std::nullopt);
+
+    harness.add({folder / "loop.webp"});
+    EXPECT_EQ(harness.model().errorMessage(), nothingFound);
+}
+
+TEST(Adding, IsRefusedWhileExporting) {
+    Harness harness;
+    addImages(harness);
+    harness.settle();
+    harness.dialogs.saveAnswers.push_back(harness.path("out.pdf"));
+    app::AppModel& model = harness.model();
+    model.exportSheet();
+    ASSERT_TRUE(model.isExporting());
+    writeImage(harness.path("e.png"));
+    model.add(std::vector<fs::path>{harness.path("e.png")});
+    model.removeSelected();
+    model.removeAll();
+    EXPECT_FALSE(model.isLoading());
+    EXPECT_EQ(model.items().size(), 4u);
+    harness.settle();
+}
+
+TEST(Selection, AddingSelectsTheFirstNewFileInScanOrderOnlyWithoutASelection) {
+    Harness harness;
+    app::AppModel& model = harness.model();
+    model.chooseSort(ImageSort::date);
+    writeDatedJpeg(harness.path("a.jpg"), "2024:05:17 14:03:09");
+    writeImage(harness.path("b.jpg"));  // undated, so sorted first
+    harness.add({harness.path("a.jpg"), harness.path("b.jpg")});
+    EXPECT_THAT(names(model), ElementsAre("b.jpg", "a.jpg"));
+    EXPECT_EQ(selectedName(model), "a.jpg");
+
+    writeImage(harness.path("c.png"));
+    harness.add({harness.path("c.png")});
+    EXPECT_EQ(selectedName(model), "a.jpg");
+}
+
+TEST(Selection, RemovingSelectsTheItemThatTookItsPlace) {
+    struct Case {
+        int selected;
+        std::vector<std::string> left;
+        std::string selectedAfter;
+    };
+    for (const Case& c :
+         {Case{1, {"a.png", "c.png"}, "c.png"}, Case{2, {"a.png", "b.png"}, "b.png"},
+          Case{0, {"b.png", "c.png"}, "b.png"}}) {
+        Harness harness;
+        addImages(harness, {"a.png", "b.png", "c.png"});
+        app::AppModel& model = harness.model();
+        model.setSelectedID(model.items()[static_cast<std::size_t>(c.selected)].id);
+        model.removeSelected();
+        EXPECT_EQ(names(model), c.left);
+        EXPECT_EQ(selectedName(model), c.selectedAfter);
+    }
+
+    Harness harness;
+    addImages(harness, {"a.png"});
+    harness.model().removeSelected();
+    EXPECT_TRUE(harness.model().items().empty());
+    EXPECT_TRUE(harness.model().selectedID().isNull());
+}
+
+TEST(Reordering, MoveSelectedSwapsAndSwitchesToManualOrder) {
+    Harness harness;
+    addImages(harness);
+    app::AppModel& model = harness.model();
+    model.chooseSort(ImageSort::filename);
+    model.setSelectedID(model.items()[0].id);
+
+    model.moveSelected(2);  // a trades places with c; b stays put
+    EXPECT_THAT(names(model), ElementsAre("c.png", "b.png", "a.png", "d.png"));
+    EXPECT_EQ(selectedName(model), "a.png");
+    EXPECT_EQ(model.sort(), ImageSort::manual);
+
+    model.moveSelected(1'000'000);  // clamped to the last place
+    EXPECT_THAT(names(model), ElementsAre("c.png", "b.png", "d.png", "a.png"));
+}
+
+TEST(Reordering, MoveSelectedPastTheEndChangesNothing) {
+    Harness harness;
+    addImages(harness, {"a.png", "b.png"});
+    app::AppModel& model = harness.model();
+    model.chooseSort(ImageSort::filename);
+    QSignalSpy itemsChanged(&model, &app::AppModel::itemsChanged);
+    model.setSelectedID(model.items()[0].id);
+    model.moveSelected(-1);
+    model.setSelectedID(model.items()[1].id);
+    model.moveSelected(1);
+    EXPECT_EQ(itemsChanged.count(), 0);
+    EXPECT_EQ(model.sort(), ImageSort::filename);
+}
+
+TEST(Reordering, MovePutsTheDraggedItemBeforeTheTarget) {
+    struct Case {
+        int dragged, target;
+        std::vector<std::string> order;
+    };
+    for (const Case& c :
+         {Case{0, 2, {"b.png", "a.png", "c.png"}}, Case{2, 0, {"c.png", "a.png", "b.png"}},
+          Case{1, 1, {"a.png", "b.png", "c.png"}}}) {
+        Harness harness;
+        addImages(harness, {"a.png", "b.png", "c.png"});
+        app::AppModel& model = harness.model();
+        model.chooseSort(ImageSort::filename);
+        model.move(model.items()[static_cast<std::size_t>(c.dragged)].id,
+                   model.items()[static_cast<std::size_t>(c.target)].id);
+        EXPECT_EQ(names(model), c.order);
+        EXPECT_EQ(model.sort(), c.dragged == c.target ? ImageSort::filename : ImageSort::manual);
+    }
+}
+
+TEST(Sorting, ByDatePutsUndatedImagesFirstAndKeepsTies) {
+    Harness harness;
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {"1-late.jpg", "2024:01:02 10:00:00"}, {"2-undated.jpg", ""},
+        {"3-tie.jpg", "2023:06:01 08:00:00"},  {"4-early.jpg", "2020:01:01 00:00:00"},
+        {"5-tie.jpg", "2023:06:01 08:00:00"},  {"6-undated.jpg", ""}};
+    std::vector<fs::path> paths;
+    for (const auto& [name, date] : files) {
+        paths.push_back(harness.path(name));
+        if (date.empty())
+            writeImage(paths.back());
+        else
+            writeDatedJpeg(paths.back(), date);
+    }
+    harness.add(paths);
+    app::AppModel& model = harness.model();
+    model.chooseSort(ImageSort::date);
+    EXPECT_THAT(names(model), ElementsAre("2-undated.jpg", "6-undated.jpg", "4-early.jpg",
+                                          "3-tie.jpg", "5-tie.jpg", "1-late.jpg"));
+    model.chooseSort(ImageSort::date);  // applying again never shuffles ties
+    EXPECT_THAT(names(model), ElementsAre("2-undated.jpg", "6-undated.jpg", "4-early.jpg",
+                                          "3-tie.jpg", "5-tie.jpg", "1-late.jpg"));
+    model.chooseSort(ImageSort::filename);
+    EXPECT_THAT(names(model), ElementsAre("1-late.jpg", "2-undated.jpg", "3-tie.jpg", "4-early.jpg",
+                                          "5-tie.jpg", "6-undated.jpg"));
+}
+
+TEST(Removing, RemoveAllEmptiesTheListAndThePreview) {
+    Harness harness;
+    addImages(harness);
+    app::AppModel& model = harness.model();
+    model.applyPreset(SheetPreset::contact);
+    model.editRecipe([](SheetRecipe& recipe) { recipe.columns = recipe.rows = 1; });
+    harness.settle();
+    model.nextPage();
+    ASSERT_EQ(model.previewPage(), 1);
+    model.setErrorMessage(QStringLiteral("kept"));
+
+    model.editRecipe([](SheetRecipe& recipe) { recipe.margin = 10; });  // a preview waits
+    model.removeAll();
+    EXPECT_TRUE(model.items().empty());
+    EXPECT_TRUE(model.selectedID().isNull());
+    EXPECT_EQ(model.previewResult(), std::nullopt);
+    EXPECT_EQ(model.previewPage(), 0);
+    EXPECT_FALSE(model.isRendering());
+    EXPECT_EQ(model.errorMessage(), QStringLiteral("kept"));
+    harness.settle();
+    EXPECT_EQ(model.previewResult(), std::nullopt);  // the cancelled preview never lands
+}
+
+TEST(Revealing, ShowsTheSelectedFileInTheFileViewer) {
+    FileManagerOnBus fileManager;
+    Harness harness;
+    const auto paths = addImages(harness, {"a b.png", "c.png"});
+    harness.model().revealSelected();
+    ASSERT_TRUE(waitUntil([&] { return !fileManager.calls().empty(); }));
+    EXPECT_THAT(fileManager.calls()[0].uris,
+                ElementsAre(QUrl::fromLocalFile(QString::fromStdString(paths[0].string()))
+                                .toString(QUrl::FullyEncoded)));
+    EXPECT_EQ(fileManager.calls()[0].startupId, QString());
+}
+
+}  // namespace

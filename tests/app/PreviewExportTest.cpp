@@ -1,0 +1,286 @@
+// Validation, the debounced preview, page navigation, export naming and export failures.
+
+#include <QSignalSpy>
+#include <cmath>
+#include <limits>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "AppHarness.hpp"
+#include "PrivateBus.hpp"
+#include "TestImages.hpp"
+#include "model/RecipeCheck.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tessel;
+using namespace tessel::test;
+using ::testing::ElementsAre;
+
+void addImages(Harness& harness, int count) {
+    std::vector<fs::path> paths;
+    for (int i = 0; i < count; ++i) {
+        paths.push_back(harness.path("img" + std::to_string(i) + ".png"));
+        writeImage(paths.back(), 40, 30, 40 * i % 256, 100, 150);
+    }
+    harness.add(paths);
+}
+
+TEST(Validation, ReportsTheFirstProblemInOrder) {
+    const std::optional<QString> grid = QStringLiteral("Rows and columns must be at least 1.");
+    const std::optional<QString> spacing =
+        QStringLiteral("Margins and spacing cannot be negative.");
+    const std::optional<QString> caption =
+        QStringLiteral("Caption size must be between 8 and 72 pt.");
+    const std::optional<QString> slash =
+        QStringLiteral("The filename suffix cannot contain a slash.");
+    struct Case {
+        const char* what;
+        void (*edit)(SheetRecipe&);
+        std::optional<QString> message;
+    };
+    const Case cases[] = {
+        {"valid", [](SheetRecipe&) {}, std::nullopt},
+        {"columns 0 before a negative margin", [](SheetRecipe& r) { r.columns = 0, r.margin = -1; },
+         grid},
+        {"rows 0 before a bad caption", [](SheetRecipe& r) { r.rows = 0, r.captionFontSize = 100; },
+         grid},
+        {"margin -1", [](SheetRecipe& r) { r.margin = -1; }, spacing},
+        {"spacing -1 before a slash", [](SheetRecipe& r) { r.spacing = -1, r.suffix = "a/b"; },
+         spacing},
+        {"caption 7.9", [](SheetRecipe& r) { r.captionFontSize = 7.9; }, caption},
+        {"caption 72.1 with captions off",
+         [](SheetRecipe& r) { r.captionFontSize = 72.1, r.caption = SheetCaption::none; }, caption},
+        {"caption not a number", [](SheetRecipe& r) { r.captionFontSize = std::nan(""); }, caption},
+        {"caption 8", [](SheetRecipe& r) { r.captionFontSize = 8; }, std::nullopt},
+        {"caption 72", [](SheetRecipe& r) { r.captionFontSize = 72; }, std::nullopt},
+        {"suffix a/b", [](SheetRecipe& r) { r.suffix = "a/b"; }, slash},
+        {"a margin that leaves no room", [](SheetRecipe& r) { r.margin = 5000; }, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SheetRecipe recipe = tessel::recipe(SheetPreset::contact);
+        c.edit(recipe);
+        EXPECT_EQ(app::validationMessage(recipe, 0), c.message) << c.what;
+    }
+}
+
+TEST(Validation, ARecipeTheLayoutRefusesIsReportedByThePreviewAndStillExportable) {
+    Harness harness;
+    addImages(harness, 1);
+    app::AppModel& model = harness.model();
+    model.editRecipe([](SheetRecipe& recipe) { recipe.margin = 5000; });
+    EXPECT_EQ(model.validationMessage(), std::nullopt);
+    harness.settle();
+    EXPECT_EQ(model.errorMessage(),
+              QStringLiteral("The page, grid, margins, or spacing leave no room for images."));
+    EXPECT_TRUE(model.canExport());
+}
+
+TEST(Validation, AnInvalidRecipeClearsThePreviewAndDisablesExport) {
+    Harness harness;
+    addImages(harness, 1);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    ASSERT_TRUE(model.previewResult().has_value());
+    model.editRecipe([](SheetRecipe& recipe) { recipe.columns = 0; });
+    EXPECT_EQ(model.previewResult(), std::nullopt);
+    EXPECT_FALSE(model.isRendering());
+    EXPECT_FALSE(model.canExport());
+}
+
+TEST(Preview, TenQuickEditsRenderOnceWithTheLastRecipe) {
+    Harness harness;
+    addImages(harness, 2);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    QSignalSpy renders(&model, &app::AppModel::previewRenderStarted);
+    QSignalSpy results(&model, &app::AppModel::previewResultChanged);
+    for (int i = 1; i <= 10; ++i)
+        model.editRecipe([i](SheetRecipe& recipe) { recipe.spacing = 10 * i; });
+    EXPECT_TRUE(model.isRendering());
+    harness.settle();
+    EXPECT_EQ(renders.count(), 1);
+    EXPECT_EQ(results.count(), 1);
+    EXPECT_EQ(model.previewTask(), 11u);  // one task for the batch of images, then ten
+    const SheetRenderResult expected =
+        TesselRenderer::render({{model.items()[0].url, model.items()[0].info},
+                                {model.items()[1].url, model.items()[1].info}},
+                               model.recipe());
+    EXPECT_TRUE(model.previewResult() == expected);
+}
+
+TEST(Preview, AResultForAnOlderRecipeIsDropped) {
+    Harness harness;
+    addImages(harness, 1);
+    app::AppModel& model = harness.model();
+    QSignalSpy renders(&model, &app::AppModel::previewRenderStarted);
+    ASSERT_TRUE(waitUntil([&] { return renders.count() == 1; }));
+    // Edited without telling the model yet, while the render runs.
+    SheetRecipe edited = model.recipe();
+    edited.background = SheetColor::black();
+    model.setRecipe(edited);
+    model.waitForBackgroundWork();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(model.previewResult(), std::nullopt);
+    EXPECT_TRUE(model.isRendering());  // the next refresh settles it
+
+    model.recipeChanged();
+    harness.settle();
+    ASSERT_TRUE(model.previewResult().has_value());
+    EXPECT_FALSE(model.isRendering());
+}
+
+TEST(Preview, ARenderFailureKeepsTheEarlierPreview) {
+    Harness harness;
+    addImages(harness, 2);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    const auto earlier = model.previewResult();
+    ASSERT_TRUE(earlier.has_value());
+    writeText(model.items()[1].url, "overwritten by something that is not an image");
+    model.editRecipe([](SheetRecipe& recipe) { recipe.spacing = 5; });
+    harness.settle();
+    EXPECT_EQ(model.errorMessage(), QStringLiteral("img1.png could not be read."));
+    EXPECT_TRUE(model.previewResult() == earlier);
+}
+
+TEST(Pages, AreEstimatedUntilAPreviewExistsAndFollowIt) {
+    Harness harness;
+    app::AppModel& model = harness.model();
+    EXPECT_EQ(model.pageCount(), 1);
+    model.editRecipe([](SheetRecipe& recipe) { recipe.columns = 3, recipe.rows = 2; });
+    addImages(harness, 7);
+    EXPECT_EQ(model.pageCount(), 2);  // before the preview arrives
+    harness.settle();
+    ASSERT_EQ(model.previewResult()->pages.size(), 2u);
+    EXPECT_EQ(model.currentPreviewData().toStdString(),
+              std::string(model.previewResult()->pages[0].begin(),
+                          model.previewResult()->pages[0].end()));
+
+    model.previousPage();
+    EXPECT_EQ(model.previewPage(), 0);
+    model.nextPage();
+    model.nextPage();
+    EXPECT_EQ(model.previewPage(), 1);
+    EXPECT_EQ(model.currentPreviewData().size(), std::ssize(model.previewResult()->pages[1]));
+}
+
+TEST(Pages, FewerPagesMoveThePageBackWhenTheNewPreviewArrives) {
+    Harness harness;
+    app::AppModel& model = harness.model();
+    model.editRecipe([](SheetRecipe& recipe) { recipe.columns = 1, recipe.rows = 1; });
+    addImages(harness, 2);
+    harness.settle();
+    model.nextPage();
+    ASSERT_EQ(model.previewPage(), 1);
+    model.setSelectedID(model.items()[1].id);
+    model.removeSelected();
+    EXPECT_EQ(model.previewPage(), 1);  // until the new result arrives
+    harness.settle();
+    EXPECT_EQ(model.previewPage(), 0);
+    EXPECT_FALSE(model.currentPreviewData().isEmpty());
+}
+
+TEST(Presets, ApplyingOneSetsItsRecipeAndClearsTheMarkerAgain) {
+    Harness harness;
+    app::AppModel& model = harness.model();
+    EXPECT_EQ(model.selectedPreset(), SheetPreset::contact);
+    model.applyPreset(SheetPreset::proof);
+    EXPECT_TRUE(model.recipe() == recipe(SheetPreset::proof));
+    EXPECT_EQ(model.selectedPreset(), std::nullopt);
+}
+
+TEST(Export, NamesFollowTheBaseNameAndTheSuffix) {
+    struct Case {
+        QString baseName;
+        std::string suffix;
+        SheetOutputFormat output;
+        QString proposed;
+        std::string chosen;
+        QString nextBaseName;
+        std::string written;
+    };
+    const Case cases[] = {
+        {"Trip", "-sheet", SheetOutputFormat::pdf, "Trip-sheet.pdf", "Holiday-sheet.pdf", "Holiday",
+         "Holiday-sheet.pdf"},
+        {"Contact Sheet", "sheet", SheetOutputFormat::pdf, "Contact Sheetsheet.pdf",
+         "sheetmusic-sheet.pdf", "music-", "sheetmusic-sheet.pdf"},
+        {"Trip", "", SheetOutputFormat::jpeg, "Trip.jpg", "Trip sheet.jpg", "Trip sheet",
+         "Trip sheet.jpg"},
+    };
+    for (const Case& c : cases) {
+        Harness harness;
+        addImages(harness, 1);
+        app::AppModel& model = harness.model();
+        model.setBaseName(c.baseName);
+        model.editRecipe([&](SheetRecipe& recipe) {
+            recipe.suffix = c.suffix;
+            recipe.output = c.output;
+        });
+        harness.settle();
+        fs::create_directories(harness.path("out"));
+        harness.dialogs.saveAnswers.push_back(harness.path("out") / c.chosen);
+        model.exportSheet();
+        EXPECT_TRUE(model.isExporting());
+        EXPECT_FALSE(model.canExport());
+        harness.settle();
+
+        ASSERT_EQ(harness.dialogs.savePanels.size(), 1u);
+        EXPECT_EQ(harness.dialogs.savePanels[0].title, QStringLiteral("Export Contact Sheet"));
+        EXPECT_EQ(harness.dialogs.savePanels[0].prompt, QStringLiteral("Export"));
+        EXPECT_EQ(harness.dialogs.savePanels[0].proposedName, c.proposed);
+        EXPECT_EQ(model.baseName(), c.nextBaseName);
+        EXPECT_THAT(model.lastExportedURLs(), ElementsAre(harness.path("out") / c.written));
+        EXPECT_TRUE(fs::is_regular_file(harness.path("out") / c.written));
+        EXPECT_EQ(model.errorMessage(), std::nullopt);
+    }
+}
+
+TEST(Export, ACancelledPanelChangesNothing) {
+    Harness harness;
+    addImages(harness, 1);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    model.exportSheet();
+    EXPECT_EQ(harness.dialogs.savePanels.size(), 1u);
+    EXPECT_FALSE(model.isExporting());
+    EXPECT_EQ(model.baseName(), QStringLiteral("Contact Sheet"));
+}
+
+TEST(Export, IsNotOfferedWithoutImages) {
+    Harness harness;
+    harness.model().exportSheet();
+    EXPECT_TRUE(harness.dialogs.savePanels.empty());
+}
+
+TEST(Export, AnExistingFileFailsAndKeepsTheEarlierFiles) {
+    FileManagerOnBus fileManager;
+    Harness harness;
+    addImages(harness, 1);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    const fs::path first = harness.path("first.pdf");
+    harness.dialogs.saveAnswers.push_back(first);
+    model.exportSheet();
+    harness.settle();
+    ASSERT_THAT(model.lastExportedURLs(), ElementsAre(first));
+
+    const fs::path taken = harness.path("taken-sheet.pdf");
+    writeText(taken, "the user's own file");
+    harness.dialogs.saveAnswers.push_back(taken);  // the panel asked, and the user confirmed
+    model.exportSheet();
+    harness.settle();
+    EXPECT_EQ(model.errorMessage(), QStringLiteral("A file already exists at the destination."));
+    EXPECT_THAT(model.lastExportedURLs(), ElementsAre(first));
+    EXPECT_FALSE(model.isExporting());
+
+    model.revealOutput();
+    ASSERT_TRUE(waitUntil([&] { return !fileManager.calls().empty(); }));
+    EXPECT_THAT(
+        fileManager.calls()[0].uris,
+        ElementsAre(QUrl::fromLocalFile(QString::fromStdString(first.string())).toString()));
+}
+
+}  // namespace
