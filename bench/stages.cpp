@@ -27,16 +27,11 @@
 #include "tessel/Layout.hpp"
 #include "tessel/SheetRecipe.hpp"
 
-#include "render/Bitmap.hpp"
-#if TESSEL_BENCH_HAS_VIPS
-#include "vips/Decode.hpp"
-#endif
-#if TESSEL_BENCH_HAS_ENCODE
-#include "encode/Encode.hpp"
-#endif
-#if TESSEL_BENCH_HAS_DRAW
+#include "base/Bitmap.hpp"
+#include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
-#endif
+#include "formats/Encode.hpp"
+#include "render/CellPictures.hpp"
 
 namespace fs = std::filesystem;
 using tessel::detail::Bitmap;
@@ -115,7 +110,7 @@ struct Inputs {
     std::vector<tessel::SheetInput> pageInputs;  // one page of the contact preset
     std::vector<tessel::SheetCell> pageCells;
     std::int64_t decodeSize = 0;  // pixels on the longer side, as page drawing asks
-    Bitmap page;                  // one drawn page (or a stand-in before drawing exists)
+    Bitmap page;                  // one drawn page
     std::vector<std::vector<std::uint8_t>> encodedPages;  // four PNG pages: a 48-image job
 };
 
@@ -124,23 +119,14 @@ Inputs& inputs() {
     return shared;
 }
 
-/// A white page with photo-like pictures in the cells of page 0, for when the page cannot
-/// be drawn by the core in this build.
-Bitmap standInPage(const Inputs& in) {
-    const tessel::SheetSize size = in.recipe.pageSize();
-    Bitmap page{static_cast<std::int64_t>(size.width), static_cast<std::int64_t>(size.height), {}};
-    page.pixels.assign(static_cast<std::size_t>(page.width * page.height * 4), 255);
-    const Bitmap picture = photoLike(347, 231, 7);
-    for (const tessel::SheetCell& cell : in.pageCells) {
-        const auto left = static_cast<std::int64_t>(cell.imageFrame.x);
-        const auto top = page.height -
-                         static_cast<std::int64_t>(cell.imageFrame.y + cell.imageFrame.height / 2) -
-                         picture.height / 2;
-        for (std::int64_t row = 0; row < picture.height; ++row)
-            std::copy_n(picture.pixels.begin() + row * picture.stride(), picture.stride(),
-                        page.pixels.begin() + (top + row) * page.stride() + left * 4);
+/// Page 0 as a render draws it: each cell's picture decoded, then drawn with its caption.
+Bitmap drawPage(const Inputs& in) {
+    auto page = tessel::detail::makePage(in.recipe);
+    for (std::size_t i = 0; i < in.pageCells.size(); ++i) {
+        const Bitmap picture = tessel::detail::decodeForCell(in.pageInputs[i], in.pageCells[i]);
+        tessel::detail::drawCell(*page, in.pageInputs[i], in.pageCells[i], picture, in.recipe);
     }
-    return page;
+    return page->finish();
 }
 
 bool prepare(const std::optional<fs::path>& image, const TemporaryFolder& temporary) {
@@ -148,7 +134,6 @@ bool prepare(const std::optional<fs::path>& image, const TemporaryFolder& tempor
     if (image) {
         in.image = *image;
     } else {
-#if TESSEL_BENCH_HAS_ENCODE
         const auto jpeg = tessel::detail::encode(photoLike(6000, 4000, 42),
                                                  tessel::SheetOutputFormat::jpeg, 0.92);
         if (!jpeg) {
@@ -159,41 +144,26 @@ bool prepare(const std::optional<fs::path>& image, const TemporaryFolder& tempor
         std::ofstream(in.image, std::ios::binary)
             .write(reinterpret_cast<const char*>(jpeg->data()),
                    static_cast<std::streamsize>(jpeg->size()));
-#else
-        (void)temporary;
-#endif
     }
 
     in.pageCells = tessel::TesselRenderer::cells(contactPageItems, in.recipe);
     const tessel::SheetRect frame = in.pageCells.front().imageFrame;
     in.decodeSize = std::max<std::int64_t>(
         1, static_cast<std::int64_t>(std::max(frame.width, frame.height) * 2.2));
-    if (!in.image.empty()) {
-        std::error_code ignored;
-        tessel::SheetImageInfo info;
-        info.width = 6000;
-        info.height = 4000;
-        info.bytes = static_cast<std::int64_t>(fs::file_size(in.image, ignored));
-        in.pageInputs.assign(static_cast<std::size_t>(contactPageItems), {in.image, info});
-    }
+    std::error_code ignored;
+    tessel::SheetImageInfo info;
+    info.width = 6000;
+    info.height = 4000;
+    info.bytes = static_cast<std::int64_t>(fs::file_size(in.image, ignored));
+    in.pageInputs.assign(static_cast<std::size_t>(contactPageItems), {in.image, info});
+    in.page = drawPage(in);
 
-#if TESSEL_BENCH_HAS_DRAW
-    if (!in.pageInputs.empty())
-        in.page = tessel::detail::renderPage(0, in.pageInputs, in.pageCells, in.recipe);
-    else
-        in.page = standInPage(in);
-#else
-    in.page = standInPage(in);
-#endif
-
-#if TESSEL_BENCH_HAS_ENCODE
     const auto png = tessel::detail::encode(in.page, tessel::SheetOutputFormat::png, 0.8);
     if (!png) {
         std::cerr << "tessel_bench_stages: cannot encode a page as PNG\n";
         return false;
     }
     in.encodedPages.assign(static_cast<std::size_t>(pagesOf48), *png);
-#endif
     return true;
 }
 
@@ -203,13 +173,8 @@ void layout480(benchmark::State& state) {
 }
 BENCHMARK(layout480)->Name("layout/cells_480_items")->Unit(benchmark::kMicrosecond);
 
-#if TESSEL_BENCH_HAS_VIPS
 void decodeOne(benchmark::State& state) {
     const Inputs& in = inputs();
-    if (in.image.empty()) {
-        state.SkipWithError("no image: pass --image=FILE.jpg (this build cannot make one)");
-        return;
-    }
     for (auto _ : state) {
         auto bitmap = tessel::detail::decodeUpright(in.image, in.decodeSize);
         if (!bitmap) {
@@ -225,17 +190,11 @@ BENCHMARK(decodeOne)
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
-#endif
 
-#if TESSEL_BENCH_HAS_DRAW
 void drawOnePage(benchmark::State& state) {
     const Inputs& in = inputs();
-    if (in.pageInputs.empty()) {
-        state.SkipWithError("no image: pass --image=FILE.jpg (this build cannot make one)");
-        return;
-    }
     for (auto _ : state) {
-        Bitmap page = tessel::detail::renderPage(0, in.pageInputs, in.pageCells, in.recipe);
+        Bitmap page = drawPage(in);
         benchmark::DoNotOptimize(page.pixels.data());
     }
     state.counters["images"] = static_cast<double>(contactPageItems);
@@ -245,9 +204,7 @@ BENCHMARK(drawOnePage)
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
-#endif
 
-#if TESSEL_BENCH_HAS_ENCODE
 void encodePng(benchmark::State& state) {
     const Inputs& in = inputs();
     std::size_t bytes = 0;
@@ -271,32 +228,16 @@ BENCHMARK(encodePng)
 void assemblePdf(benchmark::State& state) {
     const Inputs& in = inputs();
     for (auto _ : state) {
-        auto pdf = tessel::detail::makePDFFromEncoded(in.encodedPages, in.recipe.pdfPageSize());
+        auto pdf = tessel::detail::makePDF(in.encodedPages, in.recipe.pdfPageSize());
         benchmark::DoNotOptimize(pdf.data());
     }
     state.counters["pages"] = static_cast<double>(in.encodedPages.size());
 }
 BENCHMARK(assemblePdf)
-    ->Name("pdf/from_encoded_4_pages")
+    ->Name("pdf/4_encoded_pages")
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
-
-void assemblePdfFromBitmaps(benchmark::State& state) {
-    const Inputs& in = inputs();
-    const std::vector<Bitmap> pages(static_cast<std::size_t>(pagesOf48), in.page);
-    for (auto _ : state) {
-        auto pdf = tessel::detail::makePDF(pages, in.recipe.pdfPageSize());
-        benchmark::DoNotOptimize(pdf.data());
-    }
-    state.counters["pages"] = static_cast<double>(pages.size());
-}
-BENCHMARK(assemblePdfFromBitmaps)
-    ->Name("pdf/from_bitmaps_4_pages")
-    ->Unit(benchmark::kMillisecond)
-    ->MeasureProcessCPUTime()
-    ->UseRealTime();
-#endif
 
 }  // namespace
 
@@ -322,17 +263,7 @@ int main(int argc, char** argv) {
     const TemporaryFolder temporary;
     if (!prepare(image, temporary)) return 1;
     std::cerr << "tessel_bench_stages: image " << (image ? image->string() : "generated")
-              << ", decode size " << inputs().decodeSize << " px"
-#if !TESSEL_BENCH_HAS_VIPS
-              << "; decoding not in this build"
-#endif
-#if !TESSEL_BENCH_HAS_DRAW
-              << "; page drawing not in this build (encoding uses a stand-in page)"
-#endif
-#if !TESSEL_BENCH_HAS_ENCODE
-              << "; encoding and PDF assembly not in this build"
-#endif
-              << '\n';
+              << ", decode size " << inputs().decodeSize << " px\n";
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

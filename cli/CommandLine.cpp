@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tessel/Updater.hpp"
+
 namespace tessel::cli {
 namespace {
 
@@ -160,14 +162,6 @@ std::string choicesHelp(std::string_view what) {
 
 }  // namespace
 
-std::string_view toolVersion() {
-#ifdef TESSEL_VERSION
-    return TESSEL_VERSION;
-#else
-    return "Development";
-#endif
-}
-
 std::string_view presetTitle(SheetPreset preset) {
     for (const auto& [p, title] : presetTitles)
         if (p == preset) return title;
@@ -306,7 +300,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         app.add_flag("--list-presets", listPresets, "Print the presets and saved layouts")
             ->group(other);
     inspect->excludes(list);
-    app.set_version_flag("--version", "tessel-sheet " + std::string(toolVersion()),
+    app.set_version_flag("--version", "tessel-sheet " + std::string(Updater::currentVersion()),
                          "Print the version");
 
     ParsedCommandLine result;

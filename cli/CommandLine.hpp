@@ -74,9 +74,6 @@ struct ParsedCommandLine {
 /// Reads the arguments (argv[0] is the program). Never throws for bad arguments.
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
 
-/// The release version compiled in, or "Development".
-std::string_view toolVersion();
-
 /// "#RRGGBB" (either case) as an opaque colour. Throws `UsageError` naming `option`.
 SheetColor parseColor(std::string_view option, std::string_view text);
 

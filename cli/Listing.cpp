@@ -5,7 +5,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tessel/ImageFiles.hpp"
 #include "tessel/Inspection.hpp"
 #include "tessel/SavedLayouts.hpp"
 #include "tessel/TesselError.hpp"
@@ -59,15 +58,8 @@ std::string line(const json& object) {
 int printInspection(const SheetCommand& command, Console& console) {
     bool failed = false;
     for (const std::string& argument : command.images) {
-        std::vector<std::string> files;
-        std::error_code ec;
-        if (std::filesystem::is_directory(argument, ec)) {
-            for (const auto& file : imageFiles({argument})) files.push_back(file.string());
-        } else {
-            files.push_back(argument);
-        }
-        for (const std::string& file : files) {
-            const json object = describe(file);
+        for (const std::filesystem::path& file : imagesOf(argument)) {
+            const json object = describe(file.string());
             failed = failed || object.contains("error");
             console.out << line(object) << "\n";
         }

@@ -1,18 +1,13 @@
 #include "SheetRun.hpp"
 
 #include <cerrno>
-#include <cstdlib>
-#include <fstream>
 #include <istream>
 #include <ostream>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <pwd.h>
-#include <unistd.h>
-#include <uuid/uuid.h>
-
+#include "tessel/Files.hpp"
 #include "tessel/ImageFiles.hpp"
 #include "tessel/Inspection.hpp"
 #include "tessel/Render.hpp"
@@ -26,55 +21,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&&) = delete;
-    ~FileDescriptor() { close(); }
-
-    int get() const { return fd_; }
-    /// Closes now; false when closing reported an error (a write that did not land).
-    bool close() { return fd_ < 0 || ::close(std::exchange(fd_, -1)) == 0; }
-
-private:
-    int fd_;
-};
-
-// Removes the temporary name on every path; once linked, the file lives on under its final name.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(fs::path path) : path_(std::move(path)) {}
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        std::error_code ec;
-        fs::remove(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
-[[noreturn]] void throwErrno(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 std::string readRecipeFile(const fs::path& file) {
-    const auto fail = [&] {
-        const int error = errno;
-        throw UsageError("--recipe: cannot read " + file.string() +
-                         (error != 0 ? ": " + std::generic_category().message(error) : ""));
-    };
-    errno = 0;
-    std::ifstream in(file, std::ios::binary);
-    if (!in) fail();
-    std::string text;
-    char buffer[16384];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
-        text.append(buffer, static_cast<std::size_t>(in.gcount()));
-    if (in.bad()) fail();
+    std::error_code error;
+    std::string text = readFile(file, error);
+    if (error) throw UsageError("--recipe: cannot read " + file.string() + ": " + error.message());
     return text;
 }
 
@@ -87,17 +37,6 @@ SheetRecipe savedLayoutRecipe(const std::string& name) {
     message += "saved layouts:";
     for (const SavedLayout& layout : layouts) message += " '" + layout.name + "'";
     throw UsageError(message);
-}
-
-fs::path homeFolder() {
-    if (const char* home = std::getenv("HOME"); home && *home) return home;
-    if (const passwd* entry = getpwuid(getuid()); entry && entry->pw_dir) return entry->pw_dir;
-    return "/";
-}
-
-fs::path cacheFolder() {
-    if (const char* cache = std::getenv("XDG_CACHE_HOME"); cache && *cache == '/') return cache;
-    return homeFolder() / ".cache";
 }
 
 class Progress {
@@ -132,12 +71,7 @@ std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path&
             files.push_back(*fromStdin);
             continue;
         }
-        std::error_code ec;
-        if (fs::is_directory(argument, ec)) {
-            for (fs::path& file : imageFiles({argument})) files.push_back(std::move(file));
-        } else {
-            files.emplace_back(argument);
-        }
+        for (fs::path& file : imagesOf(argument)) files.push_back(std::move(file));
     }
     return files;
 }
@@ -206,43 +140,32 @@ SheetRecipe resolveRecipe(const SheetCommand& command) {
     return result;
 }
 
+std::vector<fs::path> imagesOf(const std::string& argument) {
+    std::error_code ec;
+    if (fs::is_directory(argument, ec)) return imageFiles({argument});
+    return {argument};
+}
+
 fs::path newOutputFolder() {
-    uuid_t id;
-    uuid_generate_random(id);
-    char text[37];
-    uuid_unparse_upper(id, text);
-    fs::path folder = cacheFolder() / "com.orvane.Tessel" / "Shortcuts" / text;
+    fs::path folder = userCacheFolder() / "com.orvane.Tessel" / "Shortcuts" / newUUIDString();
     fs::create_directories(folder);
     return folder;
 }
 
 fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std::string& name) {
     fs::path target = folder / name;
-    std::string pattern = (folder / ("." + name + ".XXXXXX")).string();
-    FileDescriptor fd(mkstemp(pattern.data()));
-    if (fd.get() < 0) throwErrno("Could not store standard input in " + folder.string());
-    const TemporaryFile temporary(pattern);
-
+    NewFile file(target);
     char buffer[65536];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-        const char* data = buffer;
-        auto left = static_cast<std::size_t>(in.gcount());
-        while (left > 0) {
-            const ssize_t n = ::write(fd.get(), data, left);
-            if (n < 0 && errno == EINTR) continue;
-            if (n < 0) throwErrno("Could not write " + target.string());
-            data += n;
-            left -= static_cast<std::size_t>(n);
-        }
-    }
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+        file.write(
+            {reinterpret_cast<const std::uint8_t*>(buffer), static_cast<std::size_t>(in.gcount())});
     if (in.bad())
         throw std::system_error(EIO, std::generic_category(), "Could not read standard input");
-    if (fsync(fd.get()) != 0 || !fd.close()) throwErrno("Could not write " + target.string());
-    // A hard link publishes the finished file under its name in one step and, unlike a
-    // rename, refuses to replace a file that is already there.
-    if (::link(temporary.path().c_str(), target.c_str()) != 0) {
-        if (errno == EEXIST) throw TesselError::destinationExists();
-        throwErrno("Could not write " + target.string());
+    try {
+        file.publish();
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
+        throw;
     }
     return target;
 }

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 #include "tessel/SheetRecipe.hpp"
 
@@ -33,9 +34,13 @@ SheetRecipe resolveRecipe(const SheetCommand& command);
 /// "/com.orvane.Tessel/Shortcuts/{UUID}". Throws `std::filesystem::filesystem_error`.
 std::filesystem::path newOutputFolder();
 
-/// Writes everything on `in` into `folder`/`name` through a hidden temporary file, never
-/// replacing an existing file (`TesselError::destinationExists`). Throws
-/// `std::system_error` when the bytes cannot be read or written.
+/// The images an image argument stands for: a folder's image files (`imageFiles`), or else
+/// the argument itself, whatever it names.
+std::vector<std::filesystem::path> imagesOf(const std::string& argument);
+
+/// Writes everything on `in` into a new file `folder`/`name` (a `NewFile`), never replacing
+/// an existing file (`TesselError::destinationExists`). Throws `std::system_error` when the
+/// bytes cannot be read or written.
 std::filesystem::path storeStandardInput(std::istream& in, const std::filesystem::path& folder,
                                          const std::string& name);
 

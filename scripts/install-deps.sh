@@ -19,10 +19,12 @@ packages=(
   qt6-svg-dev libqt6svg6
   # making releases: zip archives, library search paths, the manifest
   libarchive-tools patchelf jq
-  # tests and benchmarks
+  # tests and benchmarks (bench/compare.sh and bench/make-corpus.sh need exiftool and bc)
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
-  xvfb xauth python3 locales dbus-daemon
+  libimage-exiftool-perl bc xvfb xauth python3 locales dbus-daemon
+  # exports onto an exFAT file system (a loop device mounted through FUSE) in the tests
+  exfatprogs exfat-fuse fuse3
   # the desktop entry and AppStream file are checked by the desktop's own validators; the
   # end-to-end update run presses "Update Now" under Xvfb
   desktop-file-utils appstream xdotool

@@ -118,7 +118,7 @@ void AppModel::setLastExportedURLs(std::vector<std::filesystem::path> files) {
     emit lastExportedURLsChanged();
 }
 
-void AppModel::setAvailableUpdate(std::optional<UpdateInfo> update) {
+void AppModel::setAvailableUpdate(const std::optional<UpdateInfo>& update) {
     assign(availableUpdate_, update, &AppModel::availableUpdateChanged);
 }
 

@@ -299,7 +299,7 @@ private:
     void setPreviewResult(std::optional<SheetRenderResult> result);
     void setPreviewPage(qint64 page);
     void setLastExportedURLs(std::vector<std::filesystem::path> files);
-    void setAvailableUpdate(std::optional<UpdateInfo> update);
+    void setAvailableUpdate(const std::optional<UpdateInfo>& update);
     void setIsUpdating(bool updating);
     void setIsCheckingForUpdate(bool checking);
     void setPreviewTask(quint64 task);

@@ -1,6 +1,6 @@
 // Saved layouts: loaded once at construction, rewritten whole after every change.
 
-#include <QUuid>
+#include "tessel/Files.hpp"
 
 #include "model/AppModel.hpp"
 
@@ -10,8 +10,7 @@ void AppModel::saveCurrentLayout(const QString& named) {
     const QString name = named.trimmed();
     if (name.isEmpty()) return;
     std::vector<SavedLayout> layouts = savedLayouts_;
-    layouts.push_back({QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toStdString(),
-                       name.toStdString(), recipe_});
+    layouts.push_back({newUUIDString(), name.toStdString(), recipe_});
     setSavedLayouts(std::move(layouts));
     persistLayouts();
 }

@@ -48,7 +48,8 @@ public:
         // Nothing picked in the list: a typed name, or the folder being shown.
         if (chosen_.empty())
             for (const QString& file : selectedFiles()) chosen_.push_back(localPath(file));
-        QDialog::accept();
+        // QFileDialog's own accept would turn files away in Directory mode.
+        QDialog::accept();  // NOLINT(bugprone-parent-virtual-call)
     }
 
 private:

@@ -1,5 +1,4 @@
 # The shell: start-up, open requests and the single instance, menus and the quit guard.
-find_package(Qt6 6.4 REQUIRED COMPONENTS Network)
 target_sources(tessel_app_desktop PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/CommandLine.hpp
   ${CMAKE_CURRENT_LIST_DIR}/CommandLine.cpp

@@ -1,7 +1,6 @@
 # The window: one file per pane or dialog, the small controls they share, and the look (type,
 # colours, icons, the light or dark palette). Library tessel_window (Tessel::window), which the
 # tessel program and the widget tests link.
-find_package(Qt6 6.4 REQUIRED COMPONENTS Svg)
 
 add_library(tessel_window STATIC)
 add_library(Tessel::window ALIAS tessel_window)

@@ -9,24 +9,24 @@
 #include "tessel/TesselError.hpp"
 
 #include "GeneratedImages.hpp"
+#include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
-#include "vips/Decode.hpp"
+#include "render/CellPictures.hpp"
 
 namespace tessel {
 namespace {
 
 using detail::captionText;
 using detail::decodeUpright;
-using detail::renderPage;
 using testing::pixelAt;
 using testing::Rgba;
-using testing::ScratchFolder;
 using testing::solidImage;
+using testing::TemporaryFolder;
 
 const Rgba red{255, 0, 0, 255}, green{0, 255, 0, 255}, blue{0, 0, 255, 255};
 
 TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     VipsImage* p3 = nullptr;  // sRGB green stored as Display P3 values, profile embedded
     const auto sRGBGreen = solidImage(40, 40, {0, 255, 0});
     ASSERT_EQ(vips_icc_transform(sRGBGreen.get(), &p3, "p3", "input_profile", "srgb", nullptr), 0);
@@ -92,10 +92,20 @@ SheetRecipe plainRecipe(SheetFit fit = SheetFit::fit) {
 
 SheetCell cellAt(SheetRect frame, std::int64_t page = 0) { return {page, frame, frame, {}}; }
 
+/// A page drawn as a render draws it: every cell's picture decoded, then drawn with its caption.
+detail::Bitmap drawPage(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
+                        const SheetRecipe& recipe) {
+    const auto page = detail::makePage(recipe);
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        detail::drawCell(*page, inputs[i], cells[i], detail::decodeForCell(inputs[i], cells[i]),
+                         recipe);
+    return page->finish();
+}
+
 auto throws(const TesselError& e) { return ::testing::Throws<TesselError>(::testing::Eq(e)); }
 
-TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
-    ScratchFolder folder;
+TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
+    TemporaryFolder folder;
     save(solidImage(400, 300, {0, 255, 0}), folder / "wide.png");
     // Stored red left, blue right, with orientation 6: upright, red is on top.
     save(joined(solidImage(200, 300, {255, 0, 0}), solidImage(200, 300, {0, 0, 255}), false),
@@ -110,8 +120,8 @@ TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
     SheetRecipe fit = plainRecipe(SheetFit::fit), fill = plainRecipe(SheetFit::fill);
     fit.background = {1.5, 1, 0.25, 7};           // clamped: (255, 255, 64)
     fill.background = {1, std::nan(""), 0.5, 1};  // NaN as 0: (255, 0, 128)
-    const auto fitted = renderPage(0, inputs, cells, fit);
-    const auto filled = renderPage(0, inputs, cells, fill);
+    const auto fitted = drawPage(inputs, cells, fit);
+    const auto filled = drawPage(inputs, cells, fill);
     const struct {
         const detail::Bitmap& page;
         std::vector<std::pair<double, double>> points;
@@ -138,8 +148,8 @@ TEST(RenderPage, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
         }
 }
 
-TEST(RenderPage, ReportsTheFirstUnreadableFileAndPagesTooLargeToDraw) {
-    ScratchFolder folder;
+TEST(PageDrawing, AnUnreadablePictureFailsByNameAndAPageTooLargeCannotBeMade) {
+    TemporaryFolder folder;
     save(solidImage(1200, 900, {200, 30, 30}), folder / "cut.jpg", "[Q=95]");
     testing::truncateFile(folder / "cut.jpg", 3000);  // must fail, not show its lower part grey
     std::ofstream(folder / "notes.jpg") << "not an image at all";
@@ -147,18 +157,15 @@ TEST(RenderPage, ReportsTheFirstUnreadableFileAndPagesTooLargeToDraw) {
     const std::vector cells{cellAt({0, 0, 100, 100}), cellAt({200, 0, 100, 100})};
     for (const char* bad : {"cut.jpg", "notes.jpg", "gone.jpg"}) {
         const std::vector<SheetInput> inputs{{folder / bad, {}}, gone};
-        EXPECT_THAT([&] { renderPage(0, inputs, cells, plainRecipe()); },
+        EXPECT_THAT([&] { drawPage(inputs, cells, plainRecipe()); },
                     throws(TesselError::cannotRead(bad)));
     }
-    // Cells of other pages are not opened.
-    EXPECT_NO_THROW(renderPage(0, {gone}, {cellAt({0, 0, 100, 100}, 1)}, plainRecipe()));
 
     SheetRecipe tooWide = plainRecipe();  // wider than cairo allows
     tooWide.paper = SheetPaper::custom;
     tooWide.customWidth = 40'000;
     tooWide.customHeight = 400;
-    EXPECT_THAT([&] { renderPage(0, {}, {}, tooWide); },
-                throws(TesselError::cannotCreateContext()));
+    EXPECT_THAT([&] { drawPage({}, {}, tooWide); }, throws(TesselError::cannotCreateContext()));
 }
 
 TEST(CaptionText, BuildsEachModeFromItsPieces) {

@@ -2,9 +2,10 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "tessel/ImageFiles.hpp"
+
+#include "TemporaryFolder.hpp"
 
 namespace tessel {
 namespace {
@@ -23,8 +24,6 @@ TEST(NaturalLess, IgnoresCaseAndComparesRunsOfDigitsByValue) {
 
 class ImageFiles : public ::testing::Test {
 protected:
-    ~ImageFiles() override { fs::remove_all(root_); }
-
     fs::path touch(const std::string& relative) {
         fs::create_directories((root_ / relative).parent_path());
         std::ofstream(root_ / relative) << "x";
@@ -37,8 +36,8 @@ protected:
         return names;
     }
 
-    const fs::path root_ =
-        fs::temp_directory_path() / ("tessel-files-" + std::to_string(::getpid()));
+    const testing::TemporaryFolder folder_;
+    const fs::path root_ = folder_.path();
 };
 
 TEST_F(ImageFiles, FoldersYieldVisibleImagesOutsidePackagesAndGivenFilesGoByExtension) {

@@ -1,17 +1,14 @@
 // Writing sheets without replacing anything, and reading them back to verify them.
 
+#include <cerrno>
 #include <regex>
 #include <tuple>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
-#include "tessel/Render.hpp"
-#include "tessel/TesselError.hpp"
-
-#include "PageBitmaps.hpp"
-#include "encode/Encode.hpp"
+#include "Sheets.hpp"
 #include "output/Output.hpp"
 
 namespace tessel {
@@ -19,56 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using enum SheetOutputFormat;
+using testing::appearedDuring, testing::errorOf, testing::makeResult, testing::writeSheet;
 using testing::readBytes, testing::TemporaryFolder, testing::writeBytes;
 
-template <class Action>
-std::optional<TesselError> errorOf(Action action) {
-    try {
-        action();
-    } catch (const TesselError& error) {
-        return error;
-    }
-    return std::nullopt;
-}
+const std::regex hiddenName{R"(\.orvane-tessel-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12})"};
 
-/// `count` noise pages of 24 × 32 pixels encoded for `output`, and their PDF.
-SheetRenderResult makeResult(SheetOutputFormat output, int count, SheetSize pdfPage = {612, 792}) {
-    SheetRenderResult result{{}, {}, {24, 32}, pdfPage, count};
-    std::vector<detail::Bitmap> bitmaps;
-    for (int i = 0; i < count; ++i) {
-        bitmaps.push_back(testing::noiseBitmap(24, 32, static_cast<unsigned>(i)));
-        result.pages.push_back(*detail::encode(bitmaps.back(), output == jpeg ? jpeg : png, 0.9));
-    }
-    result.pdf = detail::makePDF(bitmaps, result.pdfPageSize);
-    return result;
-}
-
-std::vector<fs::path> write(const SheetRenderResult& result, SheetOutputFormat output,
-                            const fs::path& folder, const std::string& baseName = "Trip") {
-    SheetRecipe recipe = tessel::recipe(SheetPreset::contact);
-    recipe.output = output;
-    return TesselRenderer::write(result, folder, baseName, recipe);
-}
-
-/// Names of the entries created in `folder` (hard links included) while `action` runs.
-template <class Action>
-std::vector<std::string> createdDuring(const fs::path& folder, Action action) {
-    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    ::inotify_add_watch(watch, folder.c_str(), IN_CREATE);
-    action();
-    std::vector<std::string> names;
-    alignas(inotify_event) char buffer[1 << 16];
-    const ssize_t length = ::read(watch, buffer, sizeof buffer);
-    for (char* at = buffer; at < buffer + std::max<ssize_t>(length, 0);) {
-        const auto* event = reinterpret_cast<const inotify_event*>(at);
-        names.emplace_back(event->name);
-        at += sizeof(inotify_event) + event->len;
-    }
-    ::close(watch);
-    return names;
-}
-
-TEST(Write, NamesFilesThroughTemporaryFilesThatAreRemoved) {
+TEST(Write, NamesTheFilesOfEachFormatAndLeavesNothingElse) {
     std::vector<std::string> twelve;
     for (int i = 1; i <= 12; ++i) twelve.push_back("Trip-" + std::to_string(i) + ".png");
     // Only a name of nothing but white space and line breaks is replaced; "\xFF" is no UTF-8.
@@ -80,25 +33,24 @@ TEST(Write, NamesFilesThroughTemporaryFilesThatAreRemoved) {
               {"Trip", png, 12, twelve},
               {"Trip-sheet", jpeg, 2, {"Trip-sheet-1.jpg", "Trip-sheet-2.jpg"}},
               {"Trip", png, 0, {}}};
-    const std::regex temporary{R"(\.orvane-tessel-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12})"};
     for (const auto& [baseName, output, pages, expected] : cases) {
         SCOPED_TRACE("'" + baseName + "' " + std::string(rawValue(output)));
         TemporaryFolder folder;
         const SheetRenderResult result = makeResult(output, pages);
         std::vector<fs::path> written;
-        const auto created = createdDuring(
-            folder.path(), [&] { written = write(result, output, folder.path(), baseName); });
+        const auto appeared = appearedDuring(
+            folder.path(), [&] { written = writeSheet(result, output, folder.path(), baseName); });
         std::vector<std::string> names;
         for (std::size_t i = 0; i < written.size(); ++i) {
             names.push_back(written[i].filename().string());
             EXPECT_EQ(readBytes(written[i]), output == pdf ? result.pdf : result.pages[i]);
         }
         EXPECT_EQ(names, expected);
-        // Each file was written first under a temporary name of its own, gone at the end.
-        EXPECT_EQ(created.size(), 2 * names.size());
-        std::size_t temporaries = 0;
-        for (const std::string& name : created) temporaries += std::regex_match(name, temporary);
-        EXPECT_EQ(temporaries, names.size());
+        // Anything else that appeared was a hidden file of the write, gone at the end.
+        for (const std::string& name : appeared)
+            EXPECT_TRUE(std::count(names.begin(), names.end(), name) == 1 ||
+                        std::regex_match(name, hiddenName))
+                << name;
         std::sort(names.begin(), names.end());
         EXPECT_EQ(folder.names(), names);
     }
@@ -110,25 +62,144 @@ TEST(Write, ExistingFileStopsTheExportButAStaleTemporaryFileDoesNot) {
     writeBytes(folder.path() / stale, {1, 2, 3});
     const std::vector<std::uint8_t> theirs{'m', 'i', 'n', 'e'};
     writeBytes(folder.path() / "Trip-2.png", theirs);
-    EXPECT_EQ(errorOf([&] { write(makeResult(png, 3), png, folder.path()); }),
+    EXPECT_EQ(errorOf([&] { writeSheet(makeResult(png, 3), png, folder.path()); }),
               TesselError::destinationExists());
     EXPECT_EQ(folder.names(), (std::vector<std::string>{stale, "Trip-1.png", "Trip-2.png"}));
     EXPECT_EQ(readBytes(folder.path() / "Trip-2.png"), theirs);
     EXPECT_NO_THROW(detail::verify(folder.path() / "Trip-1.png", 1, {24, 32}));
 }
 
-TEST(WriteAtomically, FailuresLeaveNoTemporaryFile) {
-    TemporaryFolder folder;
-    // A dangling link fails the link with EEXIST, as a file made meanwhile would; it stays.
-    fs::create_symlink(folder.path() / "nowhere", folder.path() / "taken.png");
-    const std::vector<std::pair<fs::path, TesselError>> cases{
-        {folder.path() / "missing" / "a.png", TesselError::cannotEncode()},  // no temporary file
-        {folder.path() / (std::string(300, 'x') + ".png"), TesselError::cannotEncode()},  // link
-        {folder.path() / "taken.png", TesselError::destinationExists()}};
-    for (const auto& [to, expected] : cases)
-        EXPECT_EQ(errorOf([&] { detail::writeAtomically({1, 2, 3}, to); }), expected) << to;
-    EXPECT_TRUE(fs::is_symlink(folder.path() / "taken.png"));
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"taken.png"}));
+// File systems that lack some of the calls a write names its file with, as they fail there.
+int noUnnamedFiles(const char*, int, mode_t) {
+    errno = EOPNOTSUPP;
+    return -1;
+}
+int noUnnamedLinks(int, const char*) {
+    errno = EPERM;
+    return -1;
+}
+int noLinks(const char*, const char*) {
+    errno = EPERM;
+    return -1;
+}
+int noRenameFlags(const char*, const char*) {
+    errno = EINVAL;
+    return -1;
+}
+
+struct FileSystem {
+    const char* name;
+    detail::FileNamingCalls calls;
+    /// What appears in the folder while a file is written: the hidden file, the destination.
+    std::vector<std::string> appearing;
+};
+
+const detail::FileNamingCalls& systemCalls = detail::systemNamingCalls();
+const FileSystem fileSystems[] = {
+    {"ext4, tmpfs, xfs, btrfs", systemCalls, {"a.pdf"}},
+    {"unnamed files without links",
+     {systemCalls.openUnnamed, noUnnamedLinks, noLinks, systemCalls.renameNoReplace},
+     {"hidden", "a.pdf"}},
+    {"no unnamed files",
+     {noUnnamedFiles, noUnnamedLinks, systemCalls.link, systemCalls.renameNoReplace},
+     {"hidden", "a.pdf"}},
+    {"exFAT and FAT in the kernel",
+     {noUnnamedFiles, noUnnamedLinks, noLinks, systemCalls.renameNoReplace},
+     {"hidden", "a.pdf"}},
+    // The destination appears twice: claimed empty, then the finished file renamed onto it.
+    {"exFAT through FUSE",
+     {noUnnamedFiles, noUnnamedLinks, noLinks, noRenameFlags},
+     {"hidden", "a.pdf", "a.pdf"}},
+};
+
+bool unnamedFilesWorkIn(const fs::path& folder) {
+    const int file = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (file >= 0) ::close(file);
+    return file >= 0;
+}
+
+std::vector<std::uint8_t> somePdf() { return makeResult(pdf, 3).pdf; }
+
+TEST(WriteAtomically, EveryWayOfNamingShowsOnlyTheWholeFile) {
+    const std::vector<std::uint8_t> bytes = somePdf();
+    for (const FileSystem& fileSystem : fileSystems) {
+        SCOPED_TRACE(fileSystem.name);
+        TemporaryFolder folder;
+        const auto appeared = appearedDuring(folder.path(), [&] {
+            detail::writeAtomically(bytes, folder.path() / "a.pdf", fileSystem.calls);
+        });
+        EXPECT_EQ(readBytes(folder.path() / "a.pdf"), bytes);
+        EXPECT_EQ(folder.names(), std::vector<std::string>{"a.pdf"});
+        std::vector<std::string> kinds;
+        for (const std::string& name : appeared)
+            kinds.push_back(std::regex_match(name, hiddenName) ? "hidden" : name);
+        if (&fileSystem == &fileSystems[0] && !unnamedFilesWorkIn(folder.path())) continue;
+        EXPECT_EQ(kinds, fileSystem.appearing);
+    }
+}
+
+// A racing writer: it puts its own file at the destination just before this write names its
+// file, whichever naming call that is, on the file system `racedOn`.
+const detail::FileNamingCalls* racedOn = nullptr;
+const std::vector<std::uint8_t> theirs{'t', 'h', 'e', 'i', 'r', 's'};
+
+void plantTheirs(const char* to) {
+    std::error_code absent;
+    if (!fs::exists(fs::symlink_status(to, absent))) writeBytes(to, theirs);
+}
+int racingOpenUnnamed(const char* folder, int flags, mode_t mode) {
+    return racedOn->openUnnamed(folder, flags, mode);
+}
+int racingLinkUnnamed(int file, const char* to) {
+    plantTheirs(to);
+    return racedOn->linkUnnamed(file, to);
+}
+int racingLink(const char* from, const char* to) {
+    plantTheirs(to);
+    return racedOn->link(from, to);
+}
+int racingRename(const char* from, const char* to) {
+    plantTheirs(to);
+    return racedOn->renameNoReplace(from, to);
+}
+
+TEST(WriteAtomically, NeverReplacesAFileThereBeforeOrMeanwhile) {
+    const std::vector<std::uint8_t> bytes = somePdf();
+    const detail::FileNamingCalls racing{racingOpenUnnamed, racingLinkUnnamed, racingLink,
+                                         racingRename};
+    for (const FileSystem& fileSystem : fileSystems) {
+        SCOPED_TRACE(fileSystem.name);
+        racedOn = &fileSystem.calls;
+        TemporaryFolder folder;
+        const fs::path to = folder.path() / "a.pdf";
+        EXPECT_EQ(errorOf([&] { detail::writeAtomically(bytes, to, racing); }),
+                  TesselError::destinationExists());
+        EXPECT_EQ(readBytes(to), theirs);
+        EXPECT_EQ(errorOf([&] { detail::writeAtomically(bytes, to, fileSystem.calls); }),
+                  TesselError::destinationExists());
+        EXPECT_EQ(readBytes(to), theirs);
+        // A dangling link counts as something there, as it does for the link and rename calls.
+        fs::create_symlink(folder.path() / "nowhere", folder.path() / "b.pdf");
+        EXPECT_EQ(errorOf([&] { detail::writeAtomically(bytes, folder.path() / "b.pdf", racing); }),
+                  TesselError::destinationExists());
+        EXPECT_TRUE(fs::is_symlink(folder.path() / "b.pdf"));
+        EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.pdf", "b.pdf"}));
+    }
+}
+
+TEST(WriteAtomically, OtherFailuresCannotEncodeAndLeaveNothing) {
+    for (const FileSystem& fileSystem : fileSystems) {
+        SCOPED_TRACE(fileSystem.name);
+        TemporaryFolder folder;
+        for (const fs::path& to : {folder.path() / "missing" / "a.png",
+                                   folder.path() / (std::string(300, 'x') + ".png")})
+            EXPECT_EQ(errorOf([&] {
+                          detail::writeAtomically({1, 2, 3}, to, fileSystem.calls);
+                      }),
+                      TesselError::cannotEncode())
+                << to;
+        EXPECT_EQ(folder.names(), std::vector<std::string>{});
+    }
 }
 
 const TesselError kPageCount = TesselError::verificationFailed("PDF page count does not match");

@@ -12,8 +12,8 @@
 namespace tessel {
 namespace {
 
-using testing::ScratchFolder;
 using testing::solidImage;
+using testing::TemporaryFolder;
 using Bytes = std::vector<std::uint8_t>;
 
 SheetInput inputFor(const std::filesystem::path& file, std::int64_t width, std::int64_t height) {
@@ -24,7 +24,7 @@ SheetInput inputFor(const std::filesystem::path& file, std::int64_t width, std::
 }
 
 /// `count` small JPEGs of different colours, named photo-1.jpg, photo-2.jpg, ...
-std::vector<SheetInput> photos(const ScratchFolder& folder, int count) {
+std::vector<SheetInput> photos(const TemporaryFolder& folder, int count) {
     std::vector<SheetInput> inputs;
     for (int i = 1; i <= count; ++i) {
         const auto file = folder / ("photo-" + std::to_string(i) + ".jpg");
@@ -68,7 +68,7 @@ TesselError renderError(const std::vector<SheetInput>& inputs, const SheetRecipe
 }
 
 TEST(Render, ThirteenPhotosOnTheContactPresetMakeTwoPages) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const auto inputs = photos(folder, 13);
     const SheetRecipe contact = recipe(SheetPreset::contact);
 
@@ -95,7 +95,7 @@ TEST(Render, ThirteenPhotosOnTheContactPresetMakeTwoPages) {
 }
 
 TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     auto inputs = photos(folder, 14);
     for (auto& input : inputs) input.info.cameraModel = "A camera model name long enough to be cut";
     SheetRecipe r = recipe(SheetPreset::proof);
@@ -113,7 +113,7 @@ TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
 }
 
 TEST(Render, FailsInTheOrderOfItsSteps) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     auto inputs = photos(folder, 13);
     const SheetRecipe contact = recipe(SheetPreset::contact);
     SheetRecipe impossible = contact;
@@ -137,7 +137,7 @@ TEST(Render, FailsInTheOrderOfItsSteps) {
 }
 
 TEST(Render, ReportsProgressOnTheCallingThreadInOrder) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const auto inputs = photos(folder, 7);
     SheetRecipe r = recipe(SheetPreset::contact);
     r.columns = 1;
@@ -159,7 +159,7 @@ TEST(Render, ReportsProgressOnTheCallingThreadInOrder) {
 }
 
 TEST(Render, StopsWhenTheProgressHandlerThrows) {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const auto inputs = photos(folder, 6);
     SheetRecipe r = recipe(SheetPreset::contact);
     r.columns = 1;

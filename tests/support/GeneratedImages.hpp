@@ -12,30 +12,10 @@
 #include <gtest/gtest.h>
 #include <vips/vips.h>
 
-#include "render/Bitmap.hpp"
+#include "TemporaryFolder.hpp"
+#include "base/Bitmap.hpp"
 
 namespace tessel::testing {
-
-/// A folder under the system's temporary folder, removed with everything in it.
-class ScratchFolder {
-public:
-    ScratchFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tessel-test-XXXXXX");
-        if (!mkdtemp(pattern.data())) throw std::runtime_error("no scratch folder");
-        path_ = pattern;
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// Owns a VipsImage while a test builds an image.
 class TestImage {

@@ -1,22 +1,13 @@
 #pragma once
-// Page bitmaps made in memory for the encoding and output tests, and a few helpers that
-// read encoded pages back.
+// Page bitmaps made in memory for the encoding and output tests.
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <optional>
 #include <random>
-#include <string>
 #include <vector>
 
-#include <unistd.h>
-
-#include "render/Bitmap.hpp"
+#include "TemporaryFolder.hpp"
+#include "base/Bitmap.hpp"
 
 namespace tessel::testing {
 
@@ -66,48 +57,5 @@ inline detail::Bitmap quadrantBitmap(std::int64_t width, std::int64_t height) {
         return right ? Rgba{255, 255, 0, 255} : Rgba{0, 0, 255, 255};
     });
 }
-
-inline std::vector<std::uint8_t> readBytes(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void writeBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream out(file, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-}
-
-/// A fresh folder under the system's temporary folder, removed with everything in it.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "tessel-test-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-        path_ = pattern;
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::permissions(path_, std::filesystem::perms::owner_all,
-                                     std::filesystem::perm_options::add, ignored);
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-    /// Names of everything in the folder, hidden files included, sorted.
-    std::vector<std::string> names() const {
-        std::vector<std::string> result;
-        for (const auto& entry : std::filesystem::directory_iterator(path_))
-            result.push_back(entry.path().filename().string());
-        std::sort(result.begin(), result.end());
-        return result;
-    }
-
-private:
-    std::filesystem::path path_;
-};
 
 }  // namespace tessel::testing

@@ -2,11 +2,10 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "draw/PageCanvas.hpp"
+#include "draw/Cairo.hpp"
 
 namespace tessel::detail {
 namespace {
@@ -81,7 +80,7 @@ PangoLayoutRef truncatedLine(cairo_t* cr, const PangoFontDescription* font, Pang
 void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
                              const SheetRecipe& recipe) {
     if (text.empty() || text.size() > INT_MAX) return;
-    cairo_t* cr = context_.get();
+    cairo_t* cr = drawing_->context.get();
     const double fontSize = usableFontSize(recipe.captionFontSize);
 
     PangoFontDescriptionRef font(pango_font_description_new());
@@ -89,8 +88,7 @@ void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
     pango_font_description_set_absolute_size(font.get(), fontSize * PANGO_SCALE);
 
     // Pango takes UTF-8 only; file names may hold any bytes.
-    std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
+    const GlibText valid(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     PangoLayoutRef layout = makeLayout(cr, font.get(), valid.get());
     const double maxWidth = std::max(1.0, band.width);
     if (logicalWidth(layout.get()) > maxWidth) {

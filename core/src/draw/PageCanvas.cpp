@@ -6,6 +6,8 @@
 
 #include "tessel/TesselError.hpp"
 
+#include "draw/Cairo.hpp"
+
 namespace tessel::detail {
 namespace {
 
@@ -28,7 +30,8 @@ double clampedComponent(double value) {
     return std::clamp(value, 0.0, 1.0);
 }
 
-PageCanvas::PageCanvas(std::int64_t width, std::int64_t height, SheetColor background) {
+PageCanvas::PageCanvas(std::int64_t width, std::int64_t height, SheetColor background)
+    : drawing_(std::make_unique<Drawing>()) {
     if (width < 1 || height < 1 || width > largestSurfaceSide || height > largestSurfaceSide)
         throw TesselError::cannotCreateContext();
     bitmap_.width = width;
@@ -38,19 +41,21 @@ PageCanvas::PageCanvas(std::int64_t width, std::int64_t height, SheetColor backg
     } catch (const std::bad_alloc&) {
         throw TesselError::cannotCreateContext();
     }
-    surface_ = surfaceOver(bitmap_);
-    if (cairo_surface_status(surface_.get()) != CAIRO_STATUS_SUCCESS)
+    drawing_->surface = surfaceOver(bitmap_);
+    if (cairo_surface_status(drawing_->surface.get()) != CAIRO_STATUS_SUCCESS)
         throw TesselError::cannotCreateContext();
-    context_ = CairoContext(cairo_create(surface_.get()));
-    if (cairo_status(context_.get()) != CAIRO_STATUS_SUCCESS)
+    drawing_->context = CairoContext(cairo_create(drawing_->surface.get()));
+    if (cairo_status(drawing_->context.get()) != CAIRO_STATUS_SUCCESS)
         throw TesselError::cannotCreateContext();
 
-    cairo_t* cr = context_.get();
+    cairo_t* cr = drawing_->context.get();
     cairo_set_source_rgba(cr, clampedComponent(background.red), clampedComponent(background.green),
                           clampedComponent(background.blue), clampedComponent(background.alpha));
     cairo_rectangle(cr, 0, 0, static_cast<double>(width), static_cast<double>(height));
     cairo_fill(cr);
 }
+
+PageCanvas::~PageCanvas() = default;
 
 SheetRect PageCanvas::toDevice(const SheetRect& rect) const {
     return {rect.x, static_cast<double>(bitmap_.height) - rect.y - rect.height, rect.width,
@@ -74,7 +79,7 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
     CairoSurface source = surfaceOver(image);
     if (cairo_surface_status(source.get()) != CAIRO_STATUS_SUCCESS) return;
 
-    cairo_t* cr = context_.get();
+    cairo_t* cr = drawing_->context.get();
     cairo_save(cr);
     cairo_rectangle(cr, frame.x, frame.y, frame.width, frame.height);
     cairo_clip(cr);
@@ -95,10 +100,12 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
 }
 
 Bitmap PageCanvas::finish() {
-    const bool drawn = context_ && cairo_status(context_.get()) == CAIRO_STATUS_SUCCESS;
-    if (surface_) cairo_surface_flush(surface_.get());
-    context_.reset();
-    surface_.reset();
+    CairoContext& context = drawing_->context;
+    CairoSurface& surface = drawing_->surface;
+    const bool drawn = context && cairo_status(context.get()) == CAIRO_STATUS_SUCCESS;
+    if (surface) cairo_surface_flush(surface.get());
+    context.reset();
+    surface.reset();
     if (!drawn) throw TesselError::cannotCreateContext();
     return std::move(bitmap_);
 }

@@ -3,12 +3,12 @@
 // (raster pixels, origin at the bottom-left, y upwards).
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 #include "tessel/SheetRecipe.hpp"
 
-#include "draw/Handles.hpp"
-#include "render/Bitmap.hpp"
+#include "base/Bitmap.hpp"
 
 namespace tessel::detail {
 
@@ -25,6 +25,7 @@ public:
     PageCanvas(std::int64_t width, std::int64_t height, SheetColor background);
     PageCanvas(const PageCanvas&) = delete;
     PageCanvas& operator=(const PageCanvas&) = delete;
+    ~PageCanvas();
 
     /// Scales `image` into `imageFrame` (whole for `fit`, covering for `fill`), centred and
     /// clipped to the frame, with smooth interpolation.
@@ -43,9 +44,10 @@ private:
     /// `rect` in cairo's top-left device space.
     SheetRect toDevice(const SheetRect& rect) const;
 
+    struct Drawing;  // cairo's state, kept out of this header
+
     Bitmap bitmap_;
-    CairoSurface surface_;
-    CairoContext context_;
+    std::unique_ptr<Drawing> drawing_;
 };
 
 /// Clamps a colour component to 0...1; NaN becomes 0.

@@ -4,7 +4,7 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "util/Fatal.hpp"
+#include "base/Fatal.hpp"
 
 namespace tessel::TesselRenderer {
 namespace {

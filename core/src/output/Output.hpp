@@ -8,23 +8,21 @@
 
 #include "tessel/SheetTypes.hpp"
 
+#include "base/AtomicFile.hpp"
+
 namespace tessel::detail {
 
 /// `baseName` unchanged, outer blanks included, unless it is empty or only white space and
 /// line breaks; then "Contact Sheet".
 std::string outputBaseName(const std::string& baseName);
 
-/// Creates `to` holding exactly `bytes`, or fails leaving nothing new behind. The bytes go to
-/// a hidden temporary file in the same folder, which is flushed to disk and hard-linked to
-/// `to`, so `to` appears complete in one step and an existing file is never replaced; the
-/// temporary file is removed on every path. Throws `destinationExists` when something is at
-/// `to` already (or appears there meanwhile), `cannotEncode` for every other failure.
-void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to);
-
-/// Replaces whatever is at `to` with exactly `bytes` in one step: the bytes go to a hidden
-/// temporary file in the same folder, flushed to disk and renamed over `to`. False when any
-/// step fails; `to` then keeps its old content and the temporary file is gone. Never throws.
-bool replaceAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to);
+/// Creates `to` holding exactly `bytes`, or fails leaving nothing new behind: `to` appears
+/// complete, flushed to disk, in one step and an existing file is never replaced (see
+/// `AtomicFile` for the means, which `calls` lets tests take away). Throws
+/// `destinationExists` when something is at `to` already (or appears there meanwhile),
+/// `cannotEncode` for every other failure.
+void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to,
+                     const FileNamingCalls& calls = systemNamingCalls());
 
 /// Reads `file` back. A ".pdf" file (any case) must hold `expectedPages` pages and a first
 /// page within 0.5 points of `size`; any other file must be an image source of

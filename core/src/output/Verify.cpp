@@ -3,9 +3,9 @@
 
 #include "tessel/TesselError.hpp"
 
-#include "encode/Qpdf.hpp"
+#include "decode/ImageHeader.hpp"
+#include "formats/pdf/PdfRead.hpp"
 #include "output/Output.hpp"
-#include "vips/Header.hpp"
 
 namespace tessel::detail {
 namespace {

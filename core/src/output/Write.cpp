@@ -1,83 +1,14 @@
-#include <cerrno>
 #include <cstddef>
 #include <system_error>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "tessel/Render.hpp"
 #include "tessel/TesselError.hpp"
 
 #include "output/Output.hpp"
-#include "util/Uuid.hpp"
 
 namespace tessel {
 namespace detail {
 namespace {
-
-// Removes the temporary file when the write ends, however it ends; a failure to remove it
-// changes nothing for the caller.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(std::filesystem::path path) : path_(std::move(path)) {}
-    ~TemporaryFile() { ::unlink(path_.c_str()); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return fd_; }
-    // Closing reports write-back errors that must not be missed.
-    bool close() {
-        const int fd = fd_;
-        fd_ = -1;
-        return ::close(fd) == 0;
-    }
-
-private:
-    int fd_;
-};
-
-bool writeAll(int fd, const std::vector<std::uint8_t>& bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t written = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        done += static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-// A fresh name (O_EXCL) that no other writer uses; it is never visible under the final name
-// while incomplete.
-bool writeTemporary(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
-    FileDescriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)};
-    if (file.get() < 0) return false;
-    if (!writeAll(file.get(), bytes) || ::fsync(file.get()) != 0) return false;
-    return file.close();
-}
-
-// Makes the new directory entry durable, so a finished export survives a power cut. Some
-// file systems cannot sync a directory; the file itself is complete either way.
-void syncFolder(const std::filesystem::path& folder) {
-    FileDescriptor directory{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    if (directory.get() >= 0) ::fsync(directory.get());
-}
 
 bool isBlank(char32_t c) {
     switch (c) {
@@ -129,30 +60,18 @@ std::string outputBaseName(const std::string& baseName) {
     return isAllBlank(baseName) ? "Contact Sheet" : baseName;
 }
 
-void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to) {
+void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to,
+                     const FileNamingCalls& calls) {
     std::error_code ignored;
     if (std::filesystem::exists(to, ignored)) throw TesselError::destinationExists();
-
-    const std::filesystem::path folder = to.has_parent_path() ? to.parent_path() : ".";
-    {
-        const TemporaryFile temporary{folder / (".orvane-tessel-" + newUUIDString())};
-        if (!writeTemporary(temporary.path(), bytes)) throw TesselError::cannotEncode();
-        // link(2) never replaces: a file that appeared since the check above makes it fail.
-        if (::link(temporary.path().c_str(), to.c_str()) != 0) {
-            if (errno == EEXIST) throw TesselError::destinationExists();
-            throw TesselError::cannotEncode();
-        }
+    try {
+        AtomicFile file(to, AtomicFile::Publishing::newFile, calls);
+        file.write(bytes);
+        file.publish();
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
+        throw TesselError::cannotEncode();
     }
-    syncFolder(folder);
-}
-
-bool replaceAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to) {
-    const std::filesystem::path folder = to.has_parent_path() ? to.parent_path() : ".";
-    const TemporaryFile temporary{folder / (".orvane-tessel-" + newUUIDString())};
-    if (!writeTemporary(temporary.path(), bytes)) return false;
-    if (::rename(temporary.path().c_str(), to.c_str()) != 0) return false;
-    syncFolder(folder);
-    return true;
 }
 
 }  // namespace detail

@@ -7,10 +7,8 @@
 
 namespace tessel::detail {
 
-/// The number of worker threads `render` uses: one per processor, at most eight.
-int defaultRenderWorkers();
-
-/// `TesselRenderer::render` on `workers` threads (raised to 1). Pictures are decoded on every
+/// `TesselRenderer::render` on `workers` threads (raised to 1; `render` uses
+/// `WorkerPool::defaultThreads`). Pictures are decoded on every
 /// worker at once and drawn in sheet order, pages are encoded as soon as they are complete and
 /// their bitmaps dropped; the result does not depend on the number of workers.
 SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,

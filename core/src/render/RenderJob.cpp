@@ -1,8 +1,9 @@
 #include "render/RenderJob.hpp"
 
+#include "base/Fatal.hpp"
 #include "draw/PageDrawing.hpp"
-#include "encode/Encode.hpp"
-#include "util/Fatal.hpp"
+#include "formats/Encode.hpp"
+#include "render/CellPictures.hpp"
 
 namespace tessel::detail {
 
@@ -12,35 +13,24 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
       cells_(cells),
       recipe_(recipe),
       parkingLimit_(workers),
-      workersRunning_(workers),
       encoded_(pageCount),
       pageEncoded_(pageCount, false) {
     if (inputs.size() < cells.size()) fatal("fewer inputs than cells");
 }
 
-void RenderJob::work() noexcept {
+void RenderJob::work(ProgressCount& progress) noexcept {
     try {
-        takeCells();
+        takeCells(progress);
     } catch (...) {
         const std::lock_guard lock(mutex_);
         if (!unexpected_) unexpected_ = std::current_exception();
         stopLocked();
     }
-    const std::lock_guard lock(mutex_);
-    --workersRunning_;
-    pagesChanged_.notify_all();
 }
 
-void RenderJob::stop() {
+void RenderJob::stop() noexcept {
     const std::lock_guard lock(mutex_);
     stopLocked();
-}
-
-std::pair<std::size_t, bool> RenderJob::waitForPages(std::size_t reported) {
-    std::unique_lock lock(mutex_);
-    pagesChanged_.wait(lock,
-                       [&] { return workersRunning_ == 0 || encodedInARowLocked() > reported; });
-    return {encodedInARowLocked(), workersRunning_ == 0};
 }
 
 std::vector<std::vector<std::uint8_t>> RenderJob::takePages() {
@@ -52,7 +42,7 @@ std::vector<std::vector<std::uint8_t>> RenderJob::takePages() {
     return std::move(encoded_);
 }
 
-void RenderJob::takeCells() {
+void RenderJob::takeCells(ProgressCount& progress) {
     for (;;) {
         const std::size_t index = nextCell_.fetch_add(1);
         if (index >= cells_.size()) return;
@@ -77,7 +67,7 @@ void RenderJob::takeCells() {
 
         std::vector<FinishedPage> finished;
         if (!drawFrom(index, std::move(decoded), finished)) return;
-        for (const auto& [page, bitmap] : finished) encodePage(page, bitmap);
+        for (const auto& [page, bitmap] : finished) encodePage(page, bitmap, progress);
     }
 }
 
@@ -128,7 +118,7 @@ void RenderJob::drawOne(std::size_t index, Decoded decoded, std::vector<Finished
     }
 }
 
-void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap) {
+void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress) {
     {
         // After one failure the render can only end in an error, but later pages are still
         // drawn: an unreadable file further on outranks it.
@@ -146,7 +136,7 @@ void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap) {
     }
     encoded_[page] = std::move(*bytes);
     pageEncoded_[page] = true;
-    pagesChanged_.notify_all();
+    progress.reach(static_cast<std::int64_t>(encodedInARowLocked()));
 }
 
 std::size_t RenderJob::encodedInARowLocked() const {
@@ -158,7 +148,6 @@ std::size_t RenderJob::encodedInARowLocked() const {
 void RenderJob::stopLocked() {
     stopped_ = true;
     drawingChanged_.notify_all();
-    pagesChanged_.notify_all();
 }
 
 }  // namespace tessel::detail

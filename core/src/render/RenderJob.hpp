@@ -17,8 +17,9 @@
 #include "tessel/SheetRecipe.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/Bitmap.hpp"
+#include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
-#include "render/Bitmap.hpp"
 
 namespace tessel::detail {
 
@@ -29,8 +30,9 @@ namespace tessel::detail {
 /// ready before its turn is parked, up to one per worker, and its worker goes on decoding.
 /// The drawer draws every parked picture that follows in order, so pages come out the same
 /// whatever the number of workers and the first failure in sheet order is the one reported.
-/// A finished page is encoded by the worker that drew it and its bitmap dropped at once.
-class RenderJob {
+/// A finished page is encoded by the worker that drew it and its bitmap dropped at once; the
+/// pages encoded in a row from the first are the job's progress.
+class RenderJob final : public PoolJob {
 public:
     RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
               const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers);
@@ -38,14 +40,10 @@ public:
     RenderJob& operator=(const RenderJob&) = delete;
 
     /// The body of one of the `workers` threads.
-    void work() noexcept;
+    void work(ProgressCount& progress) noexcept override;
 
     /// Lets no worker start anything more.
-    void stop();
-
-    /// Waits until more pages than `reported` are encoded in a row from the first, or until
-    /// every worker has ended. Returns that count and whether the workers have all ended.
-    std::pair<std::size_t, bool> waitForPages(std::size_t reported);
+    void stop() noexcept override;
 
     /// Once every worker has ended: the encoded pages, or the error that ends the render
     /// (`cannotRead` or `cannotCreateContext` of the first failing cell, then `cannotEncode`).
@@ -59,12 +57,12 @@ private:
     };
     using FinishedPage = std::pair<std::size_t, Bitmap>;
 
-    void takeCells();
+    void takeCells(ProgressCount& progress);
     Decoded decode(std::size_t index) const;
     /// Draws cell `index` and the parked cells after it; false when the render stopped.
     bool drawFrom(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished);
     void drawOne(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished);
-    void encodePage(std::size_t page, const Bitmap& bitmap);
+    void encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress);
     std::size_t encodedInARowLocked() const;
     void stopLocked();
 
@@ -78,11 +76,9 @@ private:
 
     std::mutex mutex_;  // guards everything below
     std::condition_variable drawingChanged_;
-    std::condition_variable pagesChanged_;
     std::size_t nextToDraw_ = 0;
     bool drawing_ = false;
     std::map<std::size_t, Decoded> parked_;
-    std::size_t workersRunning_;
     bool stopped_ = false;
     bool encodeFailed_ = false;
     std::optional<TesselError> drawError_;

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "curl/Url.hpp"
+#include "update/Url.hpp"
 
 namespace tessel::Updater {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "tessel/Updater.hpp"
 
-#include "icu/Numeric.hpp"
+#include "update/UnicodeNumeric.hpp"
 
 namespace tessel::Updater {
 namespace {

@@ -1,0 +1,227 @@
+#include "decode/Decode.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "decode/Vips.hpp"
+#include "formats/exif/ExifReader.hpp"
+#include "formats/jpeg/Jpeg.hpp"
+
+namespace tessel::detail {
+namespace {
+
+using ImageRef = VipsImageRef;
+
+template <class Operation>
+ImageRef apply(const ImageRef& in, Operation operation) {
+    ImageRef out;
+    if (operation(in.get(), out.out()) != 0) return {};
+    return out;
+}
+
+ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
+    VipsImage* image = nullptr;
+    if (jpegShrink > 0)
+        image = vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                         VIPS_FAIL_ON_ERROR, "shrink", jpegShrink, nullptr);
+    else
+        image = vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                                         VIPS_FAIL_ON_ERROR, nullptr);
+    return ImageRef(image);
+}
+
+/// Reduces a loaded image to `size` on its longer side (never enlarging) and turns it upright.
+/// Opaque images are resampled with a triangle filter as wide as the reduction: pages draw
+/// the result smaller still with cairo's own high-quality filter, so a sharper kernel here
+/// only costs time (Lanczos takes six times as long for no visible difference). Images with
+/// alpha go through libvips's thumbnail, which resamples them premultiplied.
+ImageRef reduced(const ImageRef& image, int size) {
+    if (!image) return {};
+    if (vips_image_hasalpha(image.get())) {
+        return apply(image, [size](VipsImage* in, VipsImage** out) {
+            return vips_thumbnail_image(in, out, size, "height", size, "size", VIPS_SIZE_DOWN,
+                                        nullptr);
+        });
+    }
+    const int longer =
+        std::max(vips_image_get_width(image.get()), vips_image_get_height(image.get()));
+    ImageRef result =
+        apply(image, [](VipsImage* in, VipsImage** out) { return vips_copy(in, out, nullptr); });
+    if (result && longer > size) {
+        const double scale = static_cast<double>(size) / longer;
+        result = apply(result, [scale](VipsImage* in, VipsImage** out) {
+            return vips_resize(in, out, scale, "kernel", VIPS_KERNEL_LINEAR, nullptr);
+        });
+    }
+    if (result && vips_image_get_orientation(result.get()) > 1) {
+        // Turning needs the whole picture; the reduced one is small.
+        const ImageRef whole(vips_image_copy_memory(result.get()));
+        if (!whole) return {};
+        result = apply(
+            whole, [](VipsImage* in, VipsImage** out) { return vips_autorot(in, out, nullptr); });
+    }
+    return result;
+}
+
+/// The smallest DCT scale (1/2, 1/4, 1/8) that still leaves the JPEG's longer side at least
+/// `size`. libvips's own thumbnail keeps a factor of two in reserve and decodes at twice that
+/// scale, which costs about half as much again for no visible gain at the sizes pages draw.
+int jpegShrink(const std::filesystem::path& file, int size) {
+    const ImageRef header = open(file);
+    if (!header) return 0;
+    const int longer =
+        std::max(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
+    int shrink = 1;
+    while (shrink < 8 && longer / (shrink * 2) >= size) shrink *= 2;
+    return shrink;
+}
+
+void freePixels(VipsImage*, gpointer pixels) { std::free(pixels); }
+
+/// A JPEG decoded straight through libjpeg-turbo at a reduced DCT scale, as a libvips image
+/// carrying its orientation and ICC profile. libvips's own JPEG loader reaches the same
+/// pixels but costs a sixth more per file in its tile machinery; files this way refuses
+/// (CMYK, anything libjpeg warns about) take that loader instead.
+ImageRef scaledJpeg(const std::filesystem::path& file, int size) {
+    std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, size);
+    if (!decoded) return {};
+    const std::size_t length = static_cast<std::size_t>(decoded->width * decoded->height) *
+                               static_cast<std::size_t>(decoded->components);
+    ImageRef image(vips_image_new_from_memory(
+        decoded->pixels.get(), length, static_cast<int>(decoded->width),
+        static_cast<int>(decoded->height), decoded->components, VIPS_FORMAT_UCHAR));
+    if (!image) return {};
+    // The image owns the pixels from here on and frees them when it is closed.
+    g_signal_connect(image.get(), "postclose", G_CALLBACK(freePixels), decoded->pixels.release());
+    image.get()->Type =
+        decoded->components == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+    if (!decoded->icc.empty())
+        vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, decoded->icc.data(),
+                                 decoded->icc.size());
+    const auto orientation = readExifBlock(decoded->exif).orientation.value_or(1);
+    if (orientation >= 2 && orientation <= 8)
+        vips_image_set_int(image.get(), VIPS_META_ORIENTATION, static_cast<int>(orientation));
+    return reduced(image, size);
+}
+
+/// The picture at `size` on its longer side at most, upright, failing on damaged data.
+ImageRef thumbnail(const std::filesystem::path& file, int size) {
+    if (ImageRef fast = scaledJpeg(file, size)) return fast;
+    const char* loader = vips_foreign_find_load(file.c_str());
+    if (!loader) return {};
+    const std::string_view name(loader);
+    if (name == "VipsForeignLoadJpegFile") {
+        const int shrink = jpegShrink(file, size);
+        return shrink > 0 ? reduced(open(file, shrink), size) : ImageRef();
+    }
+    // libvips's thumbnail would take the picture embedded in a HEIF file when it is large
+    // enough; pages show the image itself. libheif decodes at full size either way.
+    if (name == "VipsForeignLoadHeifFile") return reduced(open(file), size);
+
+    // Other formats shrink on load where they can (WebP, pyramidal TIFF). CMYK is turned
+    // into sRGB here already; RGB keeps its embedded profile for the step below.
+    ImageRef out;
+    if (vips_thumbnail(file.c_str(), out.out(), size, "height", size, "size", VIPS_SIZE_DOWN,
+                       "fail_on", VIPS_FAIL_ON_ERROR, nullptr) != 0)
+        return {};
+    return out;
+}
+
+/// Converts an image with an embedded profile (Display P3, Adobe RGB ...) to sRGB. Untagged
+/// images are taken as sRGB and left alone: asking libvips for an export profile on them
+/// shifts saturated colours. A profile that cannot be used is ignored, not fatal.
+ImageRef withSRGBProfile(ImageRef image) {
+    if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) == 0) return image;
+    ImageRef converted = apply(image, [](VipsImage* in, VipsImage** out) {
+        return vips_icc_transform(in, out, "srgb", "embedded", TRUE, "intent", VIPS_INTENT_RELATIVE,
+                                  nullptr);
+    });
+    if (!converted) {
+        vips_error_clear();
+        return image;
+    }
+    return converted;
+}
+
+/// 8-bit sRGB with 3 or 4 bands (or 1 or 2 for grey that has no sRGB reading).
+ImageRef toEightBitSRGB(ImageRef image) {
+    const VipsInterpretation interpretation = vips_image_guess_interpretation(image.get());
+    if (interpretation != VIPS_INTERPRETATION_sRGB || image.get()->BandFmt != VIPS_FORMAT_UCHAR) {
+        image = apply(image, [](VipsImage* in, VipsImage** out) {
+            return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+        });
+        if (!image) return {};
+    }
+    if (image.get()->BandFmt != VIPS_FORMAT_UCHAR) {
+        image = apply(image, [](VipsImage* in, VipsImage** out) {
+            return vips_cast_uchar(in, out, nullptr);
+        });
+    }
+    return image;
+}
+
+std::uint8_t premultiplied(std::uint32_t component, std::uint32_t alpha) {
+    return static_cast<std::uint8_t>((component * alpha + 127) / 255);
+}
+
+/// Copies interleaved 8-bit pixels of 1 to 4 bands into cairo's premultiplied ARGB32 words.
+Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t height, int bands) {
+    Bitmap bitmap{width, height, {}};
+    const auto count = static_cast<std::size_t>(width * height);
+    bitmap.pixels.resize(count * 4);
+    std::uint8_t* out = bitmap.pixels.data();
+    const auto step = static_cast<std::size_t>(bands);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* in = pixels + i * step;
+        std::uint32_t r = in[0], g = in[0], b = in[0], a = 255;
+        if (bands >= 3) {
+            g = in[1];
+            b = in[2];
+        }
+        if (bands == 2) a = in[1];
+        if (bands == 4) a = in[3];
+        if (a != 255) {
+            r = premultiplied(r, a);
+            g = premultiplied(g, a);
+            b = premultiplied(b, a);
+        }
+        const std::uint32_t word = (a << 24) | (r << 16) | (g << 8) | b;
+        std::memcpy(out + i * 4, &word, 4);
+    }
+    return bitmap;
+}
+
+}  // namespace
+
+std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize) {
+    ensureVipsStarted();
+    // libvips refuses target sizes above ten million; any such bound means "no bound".
+    constexpr std::int64_t largestTarget = 10'000'000;
+    const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
+
+    ImageRef image = thumbnail(file, size);
+    if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
+    const int bands = image ? vips_image_get_bands(image.get()) : 0;
+    if (!image || bands < 1 || bands > 4) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+
+    // Writing to memory runs the whole pipeline; a decoding failure anywhere surfaces here.
+    std::size_t length = 0;
+    const GlibMemory memory(vips_image_write_to_memory(image.get(), &length));
+    const std::int64_t width = vips_image_get_width(image.get());
+    const std::int64_t height = vips_image_get_height(image.get());
+    if (!memory || width < 1 || height < 1 ||
+        length != static_cast<std::size_t>(width * height * bands)) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    return toBitmap(static_cast<const std::uint8_t*>(memory.get()), width, height, bands);
+}
+
+}  // namespace tessel::detail

@@ -1,0 +1,40 @@
+#include <cstdlib>
+#include <mutex>
+
+#include "base/Fatal.hpp"
+#include "decode/Decode.hpp"
+#include "decode/Vips.hpp"
+
+namespace tessel::detail {
+
+namespace {
+
+// Libvips reports recoverable decoder trouble (CRC errors, premature ends, libtiff remarks)
+// as GLib warnings; the caller hears about real failures through return values, and the
+// core never logs, so the messages are dropped rather than printed.
+void dropLogMessage(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
+
+}  // namespace
+
+void ensureVipsStarted() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (VIPS_INIT("tessel") != 0) fatal("libvips could not be started");
+        g_log_set_handler("VIPS",
+                          static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE |
+                                                      G_LOG_LEVEL_INFO | G_LOG_LEVEL_DEBUG),
+                          dropLogMessage, nullptr);
+        // Only the trusted photo loaders may touch user files: ImageMagick, PDF, SVG and the
+        // scientific formats stay out of reach even when a file's bytes look like them.
+        vips_block_untrusted_set(TRUE);
+        // Renders decode several images at once, each on its own worker thread; libvips's own
+        // thread pool would only compete with them for the same cores.
+        vips_concurrency_set(1);
+        // Inspection and drawing open each file once; a cache would only hold memory and could
+        // serve a stale header after the file changed on disk.
+        vips_cache_set_max(0);
+        vips_leak_set(FALSE);
+    });
+}
+
+}  // namespace tessel::detail

@@ -1,2 +1,0 @@
-target_sources(tessel_core PRIVATE
-  ${CMAKE_CURRENT_LIST_DIR}/ExifReader.cpp)

@@ -1,0 +1,27 @@
+#pragma once
+// Page encoding: one bitmap as PNG or JPEG bytes, and pages as one PDF document.
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "tessel/SheetTypes.hpp"
+
+#include "base/Bitmap.hpp"
+
+namespace tessel::detail {
+
+/// JPEG for `jpeg` (quality clamped to 0...1, NaN as 0), PNG for `png` and `pdf` (quality
+/// ignored). Nothing when encoding fails; never throws.
+std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
+                                                double quality);
+
+/// One PDF page per page that `encode` produced (PNG or JPEG bytes), each image stretched
+/// over a media box of `size` points, with no document information. The pages' compressed
+/// data is reused as it is wherever PDF can hold it, so no page is compressed twice. Throws
+/// `TesselError::cannotCreateContext` when a page cannot be taken apart or the document
+/// cannot be built.
+std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
+                                  SheetSize size);
+
+}  // namespace tessel::detail

@@ -1,0 +1,65 @@
+#pragma once
+// JPEG: encoding RGB rows and decoding a file at a reduced DCT scale (libjpeg-turbo), and the
+// one walk over a file's markers, which both inspection and PDF assembly use.
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "base/Handle.hpp"
+#include "formats/ContainerFacts.hpp"
+
+namespace tessel::detail {
+
+/// Fills one row (`y` from the top) of `width` R, G, B pixels.
+using JpegRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
+
+/// A baseline JPEG (JFIF, 4:2:0, optimised Huffman tables, no other markers) at libjpeg's
+/// `quality` scale, 1 to 100. Nothing when the size is out of JPEG's range or the encoder
+/// fails.
+std::optional<std::vector<std::uint8_t>> encodeJPEG(std::int64_t width, std::int64_t height,
+                                                    int quality, const JpegRowSource& rows);
+
+/// libjpeg's quality (1 to 100) for a quality from 0 to 1: round(100 × quality), clamped
+/// first to 0...1 (NaN counts as 0) and then raised to libjpeg's floor of 1, so 0.9 gives 90.
+int jpegQualityScale(double quality);
+
+/// What a PDF needs to know of a JPEG to embed it unchanged.
+struct JpegFrame {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    int components = 0;
+};
+
+/// Reads the frame header of a baseline, extended or progressive Huffman JPEG. Nothing for
+/// anything else, including arithmetic-coded and lossless JPEGs.
+std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg);
+
+/// Inspection's walk: markers from SOI through the entropy-coded scans to the first EOI
+/// (later images of a multi-picture file are not walked), read through a small window rather
+/// than whole. Nothing when the stream ends before EOI or has no scan.
+std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file);
+
+/// A JPEG file decoded at a reduced scale, before any colour management or turning.
+struct ScaledJpeg {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    int components = 0;  ///< 1 (grey) or 3 (RGB), interleaved 8-bit samples
+    /// Rows top first, no padding; never cleared before decoding.
+    MallocPointer<std::uint8_t> pixels;
+    std::vector<std::uint8_t> exif;  ///< the APP1 Exif segment's payload, when there is one
+    std::vector<std::uint8_t> icc;   ///< the embedded ICC profile, when there is one
+};
+
+/// Decodes `file` at the smallest of libjpeg's DCT scales (1/8, 1/4, 1/2, 1) that keeps its
+/// longer side at least `size`. Chroma is upsampled by replication rather than libjpeg's
+/// smoothing: the picture is always reduced further and drawn smaller, where the two cannot
+/// be told apart, and replication is the cheaper. Nothing for CMYK and YCCK files, and nothing at
+/// the first warning or error: damaged data, an early end, anything libjpeg only complains about.
+/// The caller then has to take the slower, more forgiving way.
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size);
+
+}  // namespace tessel::detail

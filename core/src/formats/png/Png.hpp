@@ -1,0 +1,58 @@
+#pragma once
+// PNG: encoding rows and decoding pixels (libspng), and the one walk over a file's chunks,
+// which both inspection and PDF assembly use.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "formats/ContainerFacts.hpp"
+
+namespace tessel::detail {
+
+/// The colour types this encoder writes, all at 8 bits per sample.
+enum class PngColor { gray, rgb, rgba };
+
+/// Fills one row (`y` from the top) of `width` pixels in the chosen colour type.
+using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
+
+/// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk.
+/// The deflate settings favour speed on photographic pages (see PngEncode.cpp). Nothing when
+/// the size is out of PNG's range or the encoder fails.
+std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
+                                                   PngColor color, const PngRowSource& rows);
+
+/// A decoded PNG as straight (not premultiplied) R, G, B, A bytes, rows top first.
+struct RgbaImage {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::vector<std::uint8_t> pixels;
+};
+
+/// Decodes any PNG to 8-bit RGBA. Nothing when it is not a readable PNG.
+std::optional<RgbaImage> decodePNG(std::span<const std::uint8_t> png);
+
+/// The header fields of a PNG and where its IDAT chunks' data lie in the file; joined, they
+/// are the zlib stream of filtered rows.
+struct PngParts {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    int bitDepth = 0;
+    int colorType = 0;  ///< 0 gray, 2 RGB, 3 palette, 4 gray + alpha, 6 RGBA
+    int interlace = 0;
+    std::vector<std::span<const std::uint8_t>> imageData;  ///< views into the PNG
+};
+
+/// Takes a PNG apart without decoding it. Nothing when the signature, the chunk lengths or
+/// the header are not those of a PNG, or when it holds no image data. Checksums are not
+/// checked: this reads PNGs the encoder above has just made.
+std::optional<PngParts> readPNGParts(std::span<const std::uint8_t> png);
+
+/// Inspection's walk: every chunk to IEND with its CRC. Frame count from acTL (APNG); EXIF
+/// from eXIf. Nothing when the file is cut, a critical or animation chunk fails its CRC,
+/// IDAT is missing, or acTL announces no frames.
+std::optional<ContainerFacts> walkPng(std::span<const std::uint8_t> file);
+
+}  // namespace tessel::detail

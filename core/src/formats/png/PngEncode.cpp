@@ -1,0 +1,79 @@
+#include <limits>
+
+#include "formats/png/Png.hpp"
+#include "formats/png/Spng.hpp"
+
+namespace tessel::detail {
+namespace {
+
+// Measured on a synthetic A4 page (1240 × 1754, white with twelve photo-like cells) and on
+// a page of twelve real photographs: zlib's run-length strategy with the Sub filter encodes
+// in about 40-50 ms, against 250-400 ms for level 6 with adaptive filtering, and its files
+// are within 6 % of that slowest setting. Level 1 with the default strategy was slower
+// than run-length and larger.
+constexpr int kFilterChoice = SPNG_FILTER_CHOICE_SUB;
+constexpr int kCompressionLevel = 1;
+constexpr int kCompressionStrategy = 3;  // Z_RLE
+
+// libspng accepts pages up to this side; PNG itself allows 2^31 - 1.
+constexpr std::int64_t kMaxSide = std::numeric_limits<std::int32_t>::max();
+
+std::uint8_t spngColorType(PngColor color) {
+    switch (color) {
+        case PngColor::gray: return SPNG_COLOR_TYPE_GRAYSCALE;
+        case PngColor::rgb: return SPNG_COLOR_TYPE_TRUECOLOR;
+        case PngColor::rgba: return SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
+    }
+    return SPNG_COLOR_TYPE_TRUECOLOR;
+}
+
+std::int64_t channels(PngColor color) {
+    switch (color) {
+        case PngColor::gray: return 1;
+        case PngColor::rgb: return 3;
+        case PngColor::rgba: return 4;
+    }
+    return 3;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
+                                                   PngColor color, const PngRowSource& rows) {
+    if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return std::nullopt;
+    SpngContext ctx{spng_ctx_new(SPNG_CTX_ENCODER)};
+    if (!ctx) return std::nullopt;
+
+    spng_ihdr ihdr{};
+    ihdr.width = static_cast<std::uint32_t>(width);
+    ihdr.height = static_cast<std::uint32_t>(height);
+    ihdr.bit_depth = 8;
+    ihdr.color_type = spngColorType(color);
+    if (spng_set_option(ctx.get(), SPNG_ENCODE_TO_BUFFER, 1) != 0 ||
+        spng_set_option(ctx.get(), SPNG_FILTER_CHOICE, kFilterChoice) != 0 ||
+        spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, kCompressionLevel) != 0 ||
+        spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_STRATEGY, kCompressionStrategy) != 0 ||
+        spng_set_ihdr(ctx.get(), &ihdr) != 0)
+        return std::nullopt;
+
+    // Rows are converted one at a time so a page never exists twice in memory.
+    if (spng_encode_image(ctx.get(), nullptr, 0, SPNG_FMT_PNG,
+                          SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) != 0)
+        return std::nullopt;
+    std::vector<std::uint8_t> row(static_cast<std::size_t>(width * channels(color)));
+    for (std::int64_t y = 0; y < height; ++y) {
+        rows(y, row.data());
+        const int status = spng_encode_row(ctx.get(), row.data(), row.size());
+        if (status == SPNG_EOI) break;
+        if (status != 0) return std::nullopt;
+    }
+
+    std::size_t length = 0;
+    int error = 0;
+    const MallocPointer<void> buffer{spng_get_png_buffer(ctx.get(), &length, &error)};
+    if (!buffer || error != 0) return std::nullopt;
+    const auto* bytes = static_cast<const std::uint8_t*>(buffer.get());
+    return std::vector<std::uint8_t>(bytes, bytes + length);
+}
+
+}  // namespace tessel::detail

@@ -1,0 +1,126 @@
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "tessel/Files.hpp"
+#include "tessel/Inspection.hpp"
+#include "tessel/TesselError.hpp"
+
+#include "decode/Decode.hpp"
+#include "decode/Vips.hpp"
+#include "formats/exif/ExifReader.hpp"
+#include "formats/gif/Gif.hpp"
+#include "formats/heif/Heif.hpp"
+#include "formats/jpeg/Jpeg.hpp"
+#include "formats/png/Png.hpp"
+
+namespace tessel::TesselRenderer {
+
+namespace {
+
+enum class Container { jpeg, png, gif, tiff, webp, heif };
+
+// Only the loaders of raster photo formats are accepted; anything else libvips could open
+// (PPM, FITS, Radiance, matrix files...) is not a photograph for a sheet.
+std::optional<Container> containerOf(const char* loaderType) {
+    const GType type = g_type_from_name(loaderType);
+    const char* nickname = type != 0 ? vips_nickname_find(type) : nullptr;
+    if (nickname == nullptr) return std::nullopt;
+    const std::string_view name(nickname);
+    if (name == "jpegload_source") return Container::jpeg;
+    if (name == "pngload_source") return Container::png;
+    if (name == "gifload_source") return Container::gif;
+    if (name == "tiffload_source") return Container::tiff;
+    if (name == "webpload_source") return Container::webp;
+    if (name == "heifload_source") return Container::heif;
+    return std::nullopt;
+}
+
+// The header read alone misses damage beyond the headers: a JPEG cut before its end, a PNG
+// with a bad IDAT checksum, an animation cut after its first frame. Those containers are
+// walked to their end. libheif and libwebp check themselves that their data lies inside the
+// file, so HEIF is walked only for what libheif miscounts (grid inputs, image sequences).
+std::optional<detail::ContainerFacts> walk(Container container, const std::filesystem::path& file) {
+    if (container == Container::heif) return detail::walkHeif(file);
+    if (container == Container::jpeg) return detail::walkJpeg(file);
+    if (container == Container::tiff || container == Container::webp) {
+        return detail::ContainerFacts{};
+    }
+    std::error_code error;
+    const std::string bytes = readFile(file, error);
+    if (error) return std::nullopt;
+    const std::span<const std::uint8_t> view(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                             bytes.size());
+    return container == Container::png ? detail::walkPng(view) : detail::walkGif(view);
+}
+
+std::vector<std::uint8_t> exifBlobOf(VipsImage* image) {
+    if (vips_image_get_typeof(image, VIPS_META_EXIF_NAME) == 0) return {};
+    const void* data = nullptr;
+    std::size_t length = 0;
+    if (vips_image_get_blob(image, VIPS_META_EXIF_NAME, &data, &length) != 0) {
+        vips_error_clear();
+        return {};
+    }
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    return {bytes, bytes + length};
+}
+
+[[noreturn]] void refuse(const std::string& name) {
+    // The message buffer of libvips is never shown; it is emptied so it cannot grow.
+    vips_error_clear();
+    throw TesselError::cannotRead(name);
+}
+
+}  // namespace
+
+SheetImageInfo inspect(const std::filesystem::path& file) {
+    const std::string name = file.filename().string();
+    detail::ensureVipsStarted();
+
+    // A source rather than a file name: libvips would read "[...]" at the end of a file
+    // name as load options.
+    const detail::VipsSourceRef source(vips_source_new_from_file(file.c_str()));
+    if (!source) refuse(name);
+    const char* loader = vips_foreign_find_load_source(source.get());
+    if (loader == nullptr) refuse(name);
+    const std::optional<Container> container = containerOf(loader);
+    if (!container) refuse(name);
+    const detail::VipsImageRef image(vips_image_new_from_source(source.get(), "", nullptr));
+    if (!image) refuse(name);
+
+    std::int64_t frameCount = vips_image_get_n_pages(image.get());
+    std::vector<std::uint8_t> exif = exifBlobOf(image.get());
+    std::optional<detail::ContainerFacts> facts = walk(*container, file);
+    if (!facts) refuse(name);
+    if (facts->frameCount) frameCount = *facts->frameCount;
+    // libvips reads PNG eXIf only when it precedes the image data.
+    if (*container == Container::png) exif = std::move(facts->exif);
+    if (frameCount != 1) throw TesselError::multiFrame(name, frameCount);
+
+    const detail::ExifFacts metadata =
+        *container == Container::tiff ? detail::readTiffFile(file) : detail::readExifBlock(exif);
+    std::int64_t width = vips_image_get_width(image.get());
+    std::int64_t height = vips_image_get_height(image.get());
+    // libheif has already applied the container's rotation; HEIF's EXIF orientation only
+    // describes what was done and is not applied again.
+    const std::int64_t orientation =
+        *container == Container::heif ? 1 : metadata.orientation.value_or(1);
+    if (orientation >= 5 && orientation <= 8) std::swap(width, height);
+    if (width < 1 || height < 1) refuse(name);
+
+    SheetImageInfo info;
+    info.width = width;
+    info.height = height;
+    info.frameCount = 1;
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    info.bytes = error ? 0 : static_cast<std::int64_t>(size);
+    if (metadata.dateTimeOriginal) info.dateTaken = parseExifDate(*metadata.dateTimeOriginal);
+    info.cameraModel = metadata.model;
+    return info;
+}
+
+}  // namespace tessel::TesselRenderer

@@ -1,1 +1,0 @@
-target_sources(tessel_core PRIVATE ${CMAKE_CURRENT_LIST_DIR}/SavedLayouts.cpp)

@@ -1,3 +1,0 @@
-target_sources(tessel_core PRIVATE
-  ${CMAKE_CURRENT_LIST_DIR}/Verify.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Write.cpp)

@@ -1,0 +1,21 @@
+#pragma once
+// The picture of each cell: decoded once, bounded by the cell's size and turned upright.
+
+#include <cstdint>
+
+#include "tessel/Inspection.hpp"
+#include "tessel/Layout.hpp"
+
+#include "base/Bitmap.hpp"
+
+namespace tessel::detail {
+
+/// The longest side, in pixels, at which a picture for `imageFrame` is decoded: 2.2 times
+/// the frame's longer side, fraction dropped, at least 1.
+std::int64_t decodeSize(const SheetRect& imageFrame);
+
+/// The upright, bounded picture for `cell`. Throws `TesselError::cannotRead` with the file's
+/// name (extension included) when it cannot be decoded.
+Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell);
+
+}  // namespace tessel::detail
