@@ -50,8 +50,9 @@ QByteArray tintedSource(Symbol symbol, const QColor& color) {
     QByteArray source = file.readAll();
     source.replace("currentColor", color.name(QColor::HexRgb).toLatin1());
     if (color.alpha() < 255)
-        source.replace("<svg ", QByteArray("<svg opacity=\"") +
-                                    QByteArray::number(color.alphaF(), 'f', 3) + "\" ");
+        source.replace("<svg ",
+                       QByteArray("<svg opacity=\"") +
+                           QByteArray::number(static_cast<double>(color.alphaF()), 'f', 3) + "\" ");
     return source;
 }
 
