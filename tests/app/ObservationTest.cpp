@@ -1,6 +1,5 @@
-// The model's frame: its properties in order, its initial state, and the observation rule.
+// The model's initial state and the observation rule.
 
-#include <QMetaProperty>
 #include <QSignalSpy>
 
 #include <gmock/gmock.h>
@@ -13,27 +12,6 @@ namespace {
 
 using namespace tessel;
 using namespace tessel::test;
-
-TEST(Model, DeclaresItsPropertiesInOrderEachWithAChangeSignal) {
-    Harness harness;
-    const app::AppModel& model = harness.model();
-    const QMetaObject& meta = app::AppModel::staticMetaObject;
-    std::vector<std::string> stored, derived;
-    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
-        const QMetaProperty property = meta.property(i);
-        EXPECT_TRUE(property.read(&model).isValid()) << property.name();
-        if (property.isConstant()) continue;
-        (property.hasNotifySignal() ? stored : derived).emplace_back(property.name());
-    }
-    EXPECT_THAT(stored, ::testing::ElementsAre("items", "selectedID", "recipe", "selectedPreset",
-                                               "savedLayouts", "sort", "baseName", "isLoading",
-                                               "isRendering", "isExporting", "isDropTargeted",
-                                               "previewResult", "previewPage", "errorMessage",
-                                               "lastExportedURLs", "availableUpdate", "isUpdating",
-                                               "isCheckingForUpdate", "previewTask"));
-    EXPECT_THAT(derived, ::testing::ElementsAre("selectedItem", "validationMessage", "canExport",
-                                                "pageCount", "currentPreviewData"));
-}
 
 TEST(Model, StartsEmptyWithTheContactPreset) {
     Harness harness;
@@ -56,7 +34,6 @@ TEST(Model, StartsEmptyWithTheContactPreset) {
     EXPECT_TRUE(model.currentPreviewData().isEmpty());
     EXPECT_FALSE(model.canExport());
     EXPECT_EQ(model.websiteURL(), QUrl(QStringLiteral("https://updates.orvane.com/tessel/")));
-    EXPECT_EQ(model.feedbackURL().query(), QStringLiteral("app=tessel"));
 }
 
 TEST(Observation, AnEqualValueNotifiesNobodyAndADifferentOneNotifiesOnce) {

@@ -1,5 +1,4 @@
-// The real services: the file viewer on a private D-Bus session bus, printing into a PDF file
-// read back with qpdf, and the widget dialogs driven as a user would.
+// The real services: the file viewer on a private bus, printing into PDF, the widget dialogs.
 
 #include <QApplication>
 #include <QFileDialog>

@@ -134,28 +134,15 @@ TEST(ReadFile, GivesEveryByteOrSaysWhyNot) {
     }
 }
 
-// Sets an environment variable for the life of the object; null unsets it.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value)
-            ::setenv(name, value, 1);
-        else
-            ::unsetenv(name);
+// Sets an environment variable (null unsets it) for the life of the object.
+struct ScopedVariable {
+    ScopedVariable(const char* name, const char* value) : variable(name) {
+        if (const char* was = std::getenv(name)) old = was;
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
     }
-    ~ScopedVariable() {
-        if (old_)
-            ::setenv(name_, old_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-    }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
+    ~ScopedVariable() { old ? ::setenv(variable, old->c_str(), 1) : ::unsetenv(variable); }
+    const char* variable;
+    std::optional<std::string> old;
 };
 
 TEST(UserFolders, FollowTheBaseDirectoryVariablesWhenTheyAreAbsolute) {

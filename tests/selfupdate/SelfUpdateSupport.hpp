@@ -155,18 +155,15 @@ inline std::string zipBytes(const fs::path& file, const std::vector<ZipItem>& it
     return readText(file);
 }
 
-/// Every path under `folder` except those under `skip`, in order: what a failed unpacking
-/// must leave as it was.
+/// Every path under `folder` except `skip` and what it holds, in order: what a failed
+/// unpacking must leave as it was.
 inline std::vector<std::string> listing(const fs::path& folder, const fs::path& skip) {
     std::vector<std::string> paths;
-    for (auto it = fs::recursive_directory_iterator(folder);
-         it != fs::recursive_directory_iterator(); ++it) {
-        if (it->path() == skip) {
+    for (auto it = fs::recursive_directory_iterator(folder); it != decltype(it)(); ++it)
+        if (it->path() == skip)
             it.disable_recursion_pending();
-            continue;
-        }
-        paths.push_back(it->path().lexically_relative(folder).string());
-    }
+        else
+            paths.push_back(it->path().lexically_relative(folder).string());
     std::sort(paths.begin(), paths.end());
     return paths;
 }

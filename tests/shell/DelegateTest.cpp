@@ -1,5 +1,4 @@
-// The delegate in process with a real model: what waits for the window, what a second
-// delivery within a second does, and the test log.
+// The open-request delegate in process, with a real model.
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,12 +1,11 @@
-// `cmake --install` into a scratch prefix: the programs, the desktop entry, the icon and the
-// AppStream file, checked by the desktop's own validators; and the installed tessel's command
-// line, run without any display.
+// `cmake --install` into a scratch prefix, checked by the desktop's own validators.
 
 #include <QFile>
 #include <QMimeDatabase>
 #include <QStandardPaths>
 #include <QXmlStreamReader>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <sstream>
 
@@ -29,17 +28,14 @@ using ::testing::HasSubstr;
 class Installed : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        launches = new Launches;
+        launches = std::make_unique<Launches>();
         prefix = launches->root() / "prefix";
         installed =
             launches->run(QStringLiteral(CMAKE_PROGRAM),
                           {QStringLiteral("--install"), QStringLiteral(TESSEL_BUILD_DIR),
                            QStringLiteral("--prefix"), QString::fromStdString(prefix.string())});
     }
-    static void TearDownTestSuite() {
-        delete launches;
-        launches = nullptr;
-    }
+    static void TearDownTestSuite() { launches.reset(); }
 
     // Runs a validator on an installed file; fails the test when the tool is missing.
     static Finished validate(const char* tool, const QStringList& arguments) {
@@ -55,7 +51,7 @@ protected:
         return QString::fromStdString((prefix / relative).string());
     }
 
-    static inline Launches* launches = nullptr;
+    static inline std::unique_ptr<Launches> launches;
     static inline fs::path prefix;
     static inline Finished installed;
 };
@@ -70,18 +66,10 @@ std::map<std::string, std::string> desktopEntry(const fs::path& file) {
     return keys;
 }
 
-TEST_F(Installed, TheProgramsAndTheDesktopFilesAreInPlace) {
-    ASSERT_EQ(installed.status, 0) << installed.output << installed.errors;
-    for (const char* path :
-         {"bin/tessel", "bin/tessel-sheet", "share/applications/com.orvane.Tessel.desktop",
-          "share/metainfo/com.orvane.Tessel.metainfo.xml",
-          "share/icons/hicolor/scalable/apps/com.orvane.Tessel.svg"})
-        EXPECT_TRUE(fs::is_regular_file(prefix / path)) << path;
-    EXPECT_NE(fs::status(prefix / "bin/tessel").permissions() & fs::perms::owner_exec,
-              fs::perms::none);
-}
-
+// The desktop entry, the metainfo and the icon are each read below; the programs are run.
 TEST_F(Installed, TheDesktopEntryValidatesAndOpensExactlyTheSupportedImages) {
+    ASSERT_EQ(installed.status, 0) << installed.output << installed.errors;
+    EXPECT_TRUE(fs::is_regular_file(prefix / "bin/tessel-sheet"));
     const Finished result =
         validate("desktop-file-validate", {file("share/applications/com.orvane.Tessel.desktop")});
     EXPECT_EQ(result.status, 0) << result.output << result.errors;
@@ -143,9 +131,8 @@ TEST_F(Installed, HelpVersionAndAWrongOptionNeedNoDisplay) {
 
     const Finished help = launches->run(tessel, {"--help"}, launches->root(), noDisplay);
     EXPECT_EQ(help.status, 0) << help.errors;
-    EXPECT_THAT(help.output, HasSubstr("Usage: "));
-    EXPECT_THAT(help.output, HasSubstr("[FILE...]"));
-    EXPECT_THAT(help.output, HasSubstr("--version"));
+    for (const char* part : {"Usage: ", "[FILE...]", "--version"})
+        EXPECT_THAT(help.output, HasSubstr(part));
 
     const Finished wrong = launches->run(tessel, {"--frobnicate"}, launches->root(), noDisplay);
     EXPECT_EQ(wrong.status, 2);

@@ -1,7 +1,6 @@
 #include "Launches.hpp"
 
 #include <QFile>
-#include <QStringList>
 #include <sstream>
 #include <stdexcept>
 
@@ -35,37 +34,29 @@ const std::string& Running::output() {
     return output_;
 }
 
-namespace {
-
-std::vector<std::string> fields(const std::string& line) {
-    std::vector<std::string> parts;
-    std::stringstream stream(line);
-    for (std::string part; std::getline(stream, part, '\t');) parts.push_back(part);
-    return parts;
-}
-
-std::vector<std::string> linesStartingWith(const std::string& text, const std::string& tag) {
-    std::vector<std::string> lines;
-    std::stringstream stream(text);
+// The tab-separated fields after `tag` of each line starting with it.
+std::vector<std::string> Running::lines(const std::string& tag) {
+    std::vector<std::string> found;
+    std::stringstream stream(output());
     for (std::string line; std::getline(stream, line);)
-        if (line == tag || line.starts_with(tag + "\t")) lines.push_back(line);
-    return lines;
+        if (line.starts_with(tag + "\t") || line == tag) found.push_back(line.substr(tag.size()));
+    return found;
 }
-
-}  // namespace
 
 std::vector<std::string> Running::items() {
-    const auto lines = linesStartingWith(output(), "items");
-    if (lines.empty()) return {};
-    auto parts = fields(lines.back());
-    parts.erase(parts.begin());
-    return parts;
+    const auto all = lines("items");
+    std::vector<std::string> paths;
+    if (all.empty()) return paths;
+    std::stringstream fields(all.back());
+    for (std::string field; std::getline(fields, field, '\t');)
+        if (!field.empty()) paths.push_back(field);
+    return paths;
 }
 
 std::vector<std::string> Running::errors() {
     std::vector<std::string> texts;
-    for (const std::string& line : linesStartingWith(output(), "error"))
-        texts.push_back(line.substr(6));
+    for (const std::string& line : lines("error"))
+        texts.push_back(line.substr(line.empty() ? 0 : 1));
     return texts;
 }
 
@@ -85,17 +76,16 @@ QProcessEnvironment Launches::environment(bool display) const {
           "https_proxy", "HTTPS_PROXY", "no_proxy", "NO_PROXY", "all_proxy", "ALL_PROXY"})
         environment.remove(QString::fromLatin1(name));
     if (display) environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    const auto path = [this](const char* name) {
-        return QString::fromStdString((root_ / name).string());
+    const auto set = [&](const char* name, const fs::path& value) {
+        environment.insert(QString::fromLatin1(name), QString::fromStdString(value.string()));
     };
-    environment.insert(QStringLiteral("HOME"), path("home"));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("runtime"));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path("config"));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), path("cache"));
-    environment.insert(QStringLiteral("https_proxy"), QStringLiteral("http://127.0.0.1:9"));
-    environment.insert(QString::fromLatin1(app::TesselDelegate::openEventLogVariable),
-                       QString::fromStdString(log().string()));
+    set("HOME", root_ / "home");
+    set("XDG_RUNTIME_DIR", root_ / "runtime");
+    set("XDG_CONFIG_HOME", root_ / "config");
+    set("XDG_DATA_HOME", root_ / "data");
+    set("XDG_CACHE_HOME", root_ / "cache");
+    set("https_proxy", "http://127.0.0.1:9");
+    set(app::TesselDelegate::openEventLogVariable, log());
     return environment;
 }
 
@@ -103,12 +93,9 @@ std::unique_ptr<Running> Launches::start(const QString& program, const QStringLi
                                          const fs::path& folder,
                                          const QProcessEnvironment& environment) {
     auto process = std::make_unique<QProcess>();
-    process->setProgram(program);
-    process->setArguments(arguments);
     process->setWorkingDirectory(QString::fromStdString(folder.string()));
     process->setProcessEnvironment(environment);
-    process->setProcessChannelMode(QProcess::SeparateChannels);
-    process->start();
+    process->start(program, arguments);
     if (!process->waitForStarted()) throw std::runtime_error("cannot start the program");
     return std::make_unique<Running>(std::move(process));
 }
@@ -120,20 +107,15 @@ Finished Launches::run(const QString& program, const QStringList& arguments, con
     Finished finished;
     if (process.waitForFinished(60'000) && process.exitStatus() == QProcess::NormalExit)
         finished.status = process.exitCode();
-    finished.output = running->output() + process.readAllStandardOutput().toStdString();
+    finished.output = running->output();
     finished.errors = process.readAllStandardError().toStdString();
     return finished;
 }
-
-std::string Launches::logText() const { return readFile(log()); }
 
 std::string Launches::logOf(const std::vector<std::string>& paths) const {
     std::string text;
     for (const std::string& path : paths) text += (root_ / path).string() + "\n";
     return text;
 }
-
-QString Launches::tessel() { return QStringLiteral(TESSEL_PROGRAM); }
-QString Launches::probe() { return QStringLiteral(TESSEL_PROBE_PROGRAM); }
 
 }  // namespace tessel::test

@@ -1,6 +1,4 @@
-// The menu bar on a plain main window over a real model: items, order and shortcuts, the
-// disabled rules as the model changes, Delete and Backspace in the image list, and the update
-// item.
+// The menu bar on a plain main window over a real model.
 
 #include <QLineEdit>
 #include <QListWidget>

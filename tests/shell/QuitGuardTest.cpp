@@ -1,5 +1,4 @@
-// The quit guard over a real model and a real export, asking through the recording dialogs:
-// the Quit command and closing the main window.
+// The quit guard over a real model and a real export, asking through the recording dialogs.
 
 #include <QMainWindow>
 #include <QMenu>

@@ -148,13 +148,6 @@ TEST(UpdateCheckSession, WaitsTenSecondsAndNeverThrows) {
     EXPECT_EQ(Updater::check(Updater::manifestLocation(), "1.2", session), std::nullopt);
 }
 
-TEST(UpdateInfoTest, EqualityComparesEveryField) {
-    EXPECT_EQ(offered, (UpdateInfo{"1.3", archive, "Faster."}));
-    EXPECT_NE(offered, (UpdateInfo{"1.4", archive, "Faster."}));
-    EXPECT_NE(offered, (UpdateInfo{"1.3", archive + "x", "Faster."}));
-    EXPECT_NE(offered, (UpdateInfo{"1.3", archive, ""}));
-}
-
 TEST(UpdateVersion, RunningVersionIsTheCompiledInRelease) {
     EXPECT_EQ(Updater::currentVersion(), TESSEL_EXPECTED_VERSION);
 }

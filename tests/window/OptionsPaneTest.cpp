@@ -1,6 +1,4 @@
-// The options pane driven with the keyboard and mouse: what each control shows, when it tells
-// the model, the rows that come and go, the clamped and unclamped fields, the validation
-// message and the presets menu.
+// The options pane driven with the keyboard and mouse.
 
 #include <QColorDialog>
 #include <QComboBox>
@@ -37,6 +35,19 @@ Control* control(app::OptionsPane* pane, const QString& label) {
     return nullptr;
 }
 
+// What a control shows: a list's or field's text, a stepper's value, a segment's index.
+std::string shown(const QWidget* control) {
+    if (const auto* list = qobject_cast<const QComboBox*>(control))
+        return list->currentText().toStdString();
+    if (const auto* field = qobject_cast<const QLineEdit*>(control))
+        return field->text().toStdString();
+    if (const auto* stepper = qobject_cast<const QSpinBox*>(control))
+        return std::to_string(stepper->value());
+    if (const auto* segments = qobject_cast<const app::SegmentedControl*>(control))
+        return std::to_string(segments->currentIndex());
+    return "(no control)";
+}
+
 // Types `text` into `field` after selecting what it holds, and presses Return.
 void typeAndSubmit(QLineEdit* field, const QString& text) {
     field->setFocus();
@@ -54,18 +65,12 @@ protected:
 };
 
 TEST_F(OptionsPaneTest, ControlsShowTheContactPresetAtStart) {
-    EXPECT_EQ(control<QComboBox>(pane(), "Paper")->currentText().toStdString(), "A4");
-    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Orientation")->currentIndex(), 0);
-    EXPECT_EQ(pane()->columns()->value(), 3);
-    EXPECT_EQ(pane()->rows()->value(), 4);
-    EXPECT_EQ(pane()->margin()->text().toStdString(), "72");
-    EXPECT_EQ(pane()->spacing()->text().toStdString(), "28");
-    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Images")->currentIndex(), 0);
-    EXPECT_EQ(control<QComboBox>(pane(), "Show")->currentText().toStdString(), "Filename");
-    EXPECT_EQ(control<app::SegmentedControl>(pane(), "Alignment")->currentIndex(), 1);
-    EXPECT_EQ(control<QLineEdit>(pane(), "Size")->text().toStdString(), "18");
-    EXPECT_EQ(control<QComboBox>(pane(), "Format")->currentText().toStdString(), "PDF");
-    EXPECT_EQ(control<QLineEdit>(pane(), "Filename suffix")->text().toStdString(), "-sheet");
+    const std::pair<const char*, std::string> rows[] = {
+        {"Paper", "A4"},  {"Orientation", "0"}, {"Columns", "3"},  {"Rows", "4"},
+        {"Margin", "72"}, {"Spacing", "28"},    {"Images", "0"},   {"Show", "Filename"},
+        {"Size", "18"},   {"Alignment", "1"},   {"Format", "PDF"}, {"Filename suffix", "-sheet"}};
+    for (const auto& [label, value] : rows)
+        EXPECT_EQ(shown(control<QWidget>(pane(), QString::fromUtf8(label))), value) << label;
     EXPECT_TRUE(pane()->customSizeRow()->isHidden());
     EXPECT_TRUE(pane()->qualityRow()->isHidden());
     EXPECT_EQ(text(pane()->outputNote()), "All pages are saved in one PDF.");
@@ -182,7 +187,7 @@ TEST_F(OptionsPaneTest, NegativeMarginIsStoredOnReturnShownInRedAndBlocksExport)
     EXPECT_TRUE(pane()->validation()->isHidden());
 }
 
-TEST_F(OptionsPaneTest, TextThatIsNoNumberIsNeverStoredAndTheValueReturns) {
+TEST_F(OptionsPaneTest, TextThatIsNoNumberIsNeverStoredButTheSuffixIsAsTyped) {
     app::NumberField* spacing = pane()->spacing();
     spacing->setFocus();
     spacing->selectAll();
@@ -191,10 +196,8 @@ TEST_F(OptionsPaneTest, TextThatIsNoNumberIsNeverStoredAndTheValueReturns) {
     EXPECT_EQ(recipe().spacing, 28);
     pane()->margin()->setFocus();  // leaving the field
     EXPECT_EQ(spacing->text().toStdString(), "28");
-}
 
-TEST_F(OptionsPaneTest, SuffixIsStoredAsItIsTyped) {
-    auto* suffix = control<QLineEdit>(pane(), "Filename suffix");
+    auto* suffix = control<QLineEdit>(pane(), "Filename suffix");  // free text: stored as typed
     suffix->setFocus();
     suffix->selectAll();
     QTest::keyClicks(suffix, QStringLiteral("-web"));
