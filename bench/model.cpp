@@ -2,6 +2,11 @@
 // every item is listed, the first preview, and one caption-colour edit until its preview.
 //
 //   tessel_bench_model [--reps N] FILE...
+//   tessel_bench_model --edits FILE...
+//
+// With --edits (bench/preview.sh) one model is timed through the first preview and then a row
+// of edits, each from the edit to its new preview: a caption colour, the spacing, the columns
+// (3 to 4) and the paper (A4 to Letter); the last line also gives the process's peak memory.
 //
 // Every repetition makes a fresh model (no update server is contacted: its manifest points at
 // a closed port) and adds the files as one batch. The preview figures include the model's
@@ -18,9 +23,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <string>
 #include <vector>
+
+#include <sys/resource.h>
 
 #include "model/AppModel.hpp"
 
@@ -61,6 +69,16 @@ void waitUntil(const Predicate& done) {
 
 double millisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// Reads every file once so that all runs start from the page cache.
+void warm(const std::vector<fs::path>& files) {
+    std::vector<char> buffer(1 << 20);
+    for (const fs::path& file : files) {
+        std::ifstream in(file, std::ios::binary);
+        while (in.read(buffer.data(), std::ssize(buffer))) {
+        }
+    }
 }
 
 struct Run {
@@ -118,19 +136,59 @@ Run measure(const std::vector<fs::path>& files) {
     return run;
 }
 
+// The first preview, then each edit of `edits` from the moment it is made to its new preview.
+std::vector<double> measureEdits(const std::vector<fs::path>& files,
+                                 const std::vector<std::function<void(SheetRecipe&)>>& edits) {
+    Silent silent;
+    CurlHttpSession session;
+    app::AppModel model({silent, silent, silent, silent,
+                         app::UpdateSource{session, "https://127.0.0.1:9/tessel/latest.json"},
+                         silent});
+    std::vector<double> times;
+    int results = 0;
+    Clock::time_point from = Clock::now();
+    QObject::connect(&model, &app::AppModel::previewResultChanged, [&] {
+        if (model.previewResult()) times.push_back(millisecondsSince(from)), ++results;
+    });
+    const auto settled = [&](int wanted) {
+        waitUntil([&] { return results == wanted && !model.isRendering(); });
+        if (model.errorMessage())
+            std::cerr << "bench: " << model.errorMessage()->toStdString() << "\n";
+    };
+    model.add(files);
+    settled(1);
+    for (const auto& edit : edits) {
+        from = Clock::now();
+        model.editRecipe(edit);
+        settled(results + 1);
+    }
+    return times;
+}
+
+int measureEditsMain(const std::vector<fs::path>& files) {
+    warm(files);
+    const std::vector<std::function<void(SheetRecipe&)>> edits{
+        [](SheetRecipe& recipe) {
+            recipe.captionColor = {0.8, 0.1, 0.1, 1};
+        },
+        [](SheetRecipe& recipe) { recipe.spacing += 12; },
+        [](SheetRecipe& recipe) { recipe.columns = 4; },
+        [](SheetRecipe& recipe) { recipe.paper = SheetPaper::letter; },
+    };
+    const std::vector<double> times = measureEdits(files, edits);
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const double peakMB = static_cast<double>(usage.ru_maxrss) / 1024.0;
+    std::printf(
+        "preview first=%.2f caption=%.2f spacing=%.2f columns=%.2f paper=%.2f peakMB=%.0f\n",
+        times.at(0) / 1000, times.at(1) / 1000, times.at(2) / 1000, times.at(3) / 1000,
+        times.at(4) / 1000, peakMB);
+    return 0;
+}
+
 double median(std::vector<double> values) {
     std::ranges::sort(values);
     return values[values.size() / 2];
-}
-
-// Reads every file once so that all runs start from the page cache.
-void warm(const std::vector<fs::path>& files) {
-    std::vector<char> buffer(1 << 20);
-    for (const fs::path& file : files) {
-        std::ifstream in(file, std::ios::binary);
-        while (in.read(buffer.data(), std::ssize(buffer))) {
-        }
-    }
 }
 
 }  // namespace
@@ -138,18 +196,22 @@ void warm(const std::vector<fs::path>& files) {
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     int reps = 3;
+    bool edits = false;
     std::vector<fs::path> files;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
-        if (argument == "--reps" && i + 1 < argc)
+        if (argument == "--edits")
+            edits = true;
+        else if (argument == "--reps" && i + 1 < argc)
             reps = std::max(1, std::atoi(argv[++i]));
         else
             files.emplace_back(argument);
     }
     if (files.empty()) {
-        std::cerr << "usage: tessel_bench_model [--reps N] FILE...\n";
+        std::cerr << "usage: tessel_bench_model [--reps N | --edits] FILE...\n";
         return 2;
     }
+    if (edits) return measureEditsMain(files);
     warm(files);
 
     std::vector<double> listed, first, edit, stall;

@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -234,6 +235,9 @@ public:
     /// Blocks until the background work started so far has finished. Its results reach the
     /// model through the event loop afterwards. For tests and measurements.
     void waitForBackgroundWork();
+    /// The decoded pictures that previews and exports share, held while their images are
+    /// listed. For tests and measurements.
+    const PictureCache& pictureCache() const { return *pictures_; }
 
 signals:
     void itemsChanged();
@@ -305,6 +309,7 @@ private:
     void setPreviewTask(quint64 task);
 
     std::vector<SheetInput> inputs() const;
+    void forgetPictures(const std::filesystem::path& file);
     void applySort();
     void mergeAdded(std::vector<ImageItem> added);
     void cancelPreview();
@@ -344,6 +349,11 @@ private:
     std::optional<PreviewJob> scheduledPreview_;
     bool previewCancelled_ = true;
     QTimer previewTimer_;
+    // Stops the preview render running in the background once a newer one is scheduled.
+    std::shared_ptr<RenderCancellation> runningPreview_;
+    // The pictures of the listed images as previews and exports decoded them, kept while the
+    // images stay in the list. Shared with the renders, which may outlive a removal.
+    std::shared_ptr<PictureCache> pictures_ = std::make_shared<PictureCache>();
 
     // Last, so that it is destroyed first: the destructor waits for every task in it.
     QThreadPool pool_;

@@ -35,11 +35,15 @@ void AppModel::exportSheet() {
     setIsExporting(true);
     exportTask_ = true;
     runInBackground(
-        [inputs = inputs(), recipe = recipe_, folder = location->parent_path(), chosenName] {
+        [inputs = inputs(), recipe = recipe_, folder = location->parent_path(), chosenName,
+         pictures = pictures_] {
             return capture<std::vector<fs::path>>(
                 [&] {
-                    // Always rendered afresh: the preview may be older than the recipe.
-                    const SheetRenderResult result = TesselRenderer::render(inputs, recipe);
+                    // Always rendered afresh: the preview may be older than the recipe. Only
+                    // pictures decoded at the export's own sizes are reused, so the files are
+                    // the same as without them.
+                    const SheetRenderResult result =
+                        TesselRenderer::render(inputs, recipe, {.pictures = pictures.get()});
                     return TesselRenderer::write(result, folder, chosenName, recipe);
                 },
                 TesselError::cannotEncode());

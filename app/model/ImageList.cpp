@@ -139,7 +139,9 @@ void AppModel::removeSelected() {
     const auto found = std::ranges::find(items_, selectedID_, &ImageItem::id);
     if (selectedID_.isNull() || found == items_.end() || isExporting_) return;
     const auto index = found - items_.begin();
+    const std::filesystem::path removed = found->url;
     items_.erase(found);
+    forgetPictures(removed);
     emit itemsChanged();
     if (items_.empty())
         setSelectedID({});
@@ -150,6 +152,7 @@ void AppModel::removeSelected() {
 
 void AppModel::removeAll() {
     if (isExporting_) return;
+    pictures_->clear();
     setItems({});
     setSelectedID({});
     setPreviewResult(std::nullopt);
@@ -157,6 +160,11 @@ void AppModel::removeAll() {
     // The cancelled task would have cleared the flag; with nothing to render, it is settled here.
     setIsRendering(false);
     setPreviewPage(0);
+}
+
+void AppModel::forgetPictures(const std::filesystem::path& file) {
+    // The same file may be listed twice; its pictures stay while it is listed at all.
+    if (std::ranges::find(items_, file, &ImageItem::url) == items_.end()) pictures_->forget(file);
 }
 
 void AppModel::revealSelected() {

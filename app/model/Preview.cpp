@@ -2,7 +2,8 @@
 // only while it is still the latest and its recipe is still the current one.
 //
 // All of the preview's path runs through `refreshPreview`, `startPreviewRender` and
-// `applyPreview`; a picture cache or an interruptible render changes only these.
+// `applyPreview`. Previews draw the pictures the model's cache holds, reduced in memory when
+// the cells became smaller, and a newer preview stops the render of an older one.
 
 #include <algorithm>
 
@@ -50,6 +51,8 @@ void AppModel::refreshPreview() {
 void AppModel::cancelPreview() {
     previewTimer_.stop();
     previewCancelled_ = true;
+    if (runningPreview_) runningPreview_->cancel();
+    runningPreview_.reset();
 }
 
 void AppModel::startPreviewRender() {
@@ -57,14 +60,21 @@ void AppModel::startPreviewRender() {
     PreviewJob job = std::move(*scheduledPreview_);
     scheduledPreview_.reset();
     emit previewRenderStarted();
-    // A render already running is not interrupted; its result is dropped when it arrives.
+    runningPreview_ = std::make_shared<RenderCancellation>();
+    // A cancelled render ends at its next picture or page; its result is dropped either way.
     runInBackground(
-        [task = previewTask_, job = std::move(job)] {
-            return std::make_tuple(
-                task, job.recipe,
-                capture<SheetRenderResult>(
-                    [&] { return TesselRenderer::render(job.inputs, job.recipe); },
-                    TesselError::cannotCreateContext()));
+        [task = previewTask_, job = std::move(job), pictures = pictures_,
+         cancellation = runningPreview_] {
+            return std::make_tuple(task, job.recipe,
+                                   capture<SheetRenderResult>(
+                                       [&] {
+                                           return TesselRenderer::render(
+                                               job.inputs, job.recipe,
+                                               {.pictures = pictures.get(),
+                                                .reuse = CachedPictures::nearest,
+                                                .cancellation = cancellation.get()});
+                                       },
+                                       TesselError::cannotCreateContext()));
         },
         [](AppModel& model, auto finished) {
             auto& [task, snapshot, outcome] = finished;
@@ -75,6 +85,7 @@ void AppModel::startPreviewRender() {
 void AppModel::applyPreview(quint64 task, const SheetRecipe& snapshot,
                             Outcome<SheetRenderResult> outcome) {
     if (task != previewTask_ || previewCancelled_) return;
+    runningPreview_.reset();
     // A recipe edited without `recipeChanged()` yet: the next refresh settles the flags.
     if (!(recipe_ == snapshot)) return;
     if (outcome.value) {

@@ -2,6 +2,8 @@
 
 #include <QSignalSpy>
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <limits>
 
 #include <gmock/gmock.h>
@@ -144,6 +146,60 @@ TEST(Preview, ARenderFailureKeepsTheEarlierPreview) {
     harness.settle();
     EXPECT_EQ(model.errorMessage(), QStringLiteral("img1.png could not be read."));
     EXPECT_TRUE(model.previewResult() == earlier);
+}
+
+TEST(Preview, AnEditDrawsThePicturesAlreadyDecodedUntilTheirImagesAreRemoved) {
+    Harness harness;
+    addImages(harness, 3);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    ASSERT_TRUE(model.previewResult().has_value());
+    EXPECT_EQ(model.pictureCache().counts().decoded, 3);
+
+    model.editRecipe([](SheetRecipe& recipe) { recipe.captionColor = SheetColor::black(); });
+    harness.settle();
+    EXPECT_EQ(model.pictureCache().counts().decoded, 3);
+    EXPECT_EQ(model.pictureCache().count(), 3);
+
+    model.setSelectedID(model.items()[1].id);
+    model.removeSelected();
+    EXPECT_EQ(model.pictureCache().count(), 2);
+    harness.settle();
+    model.removeAll();
+    EXPECT_EQ(model.pictureCache().count(), 0);
+}
+
+TEST(Export, WritesTheSameBytesWhetherOrNotThePreviewDecodedThePictures) {
+    Harness harness;
+    std::vector<fs::path> paths;
+    for (int i = 0; i < 3; ++i) {
+        paths.push_back(harness.path("big" + std::to_string(i) + ".png"));
+        writeImage(paths.back(), 1600, 1200, 60 * i, 100, 150);
+    }
+    harness.add(paths);
+    harness.settle();
+    app::AppModel& model = harness.model();
+    // The preview reduces its cached pictures for the smaller cells; the export does not take
+    // them.
+    model.editRecipe([](SheetRecipe& recipe) {
+        recipe.columns = 4;
+        recipe.rows = 6;
+    });
+    harness.settle();
+    const auto decodedBefore = model.pictureCache().counts().decoded;
+    fs::create_directories(harness.path("out"));
+    harness.dialogs.saveAnswers.push_back(harness.path("out") / "cached.pdf");
+    model.exportSheet();
+    harness.settle();
+    ASSERT_THAT(model.lastExportedURLs(), ElementsAre(harness.path("out") / "cached.pdf"));
+    EXPECT_EQ(model.pictureCache().counts().decoded, decodedBefore + 3);
+
+    std::vector<SheetInput> inputs;
+    for (const auto& item : model.items()) inputs.push_back({item.url, item.info});
+    const SheetRenderResult plain = TesselRenderer::render(inputs, model.recipe());
+    std::ifstream written(harness.path("out") / "cached.pdf", std::ios::binary);
+    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(written), {}};
+    EXPECT_EQ(bytes, plain.pdf);
 }
 
 TEST(Pages, AreEstimatedUntilAPreviewExistsAndFollowIt) {

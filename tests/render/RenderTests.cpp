@@ -1,3 +1,5 @@
+#include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -145,13 +147,14 @@ TEST(Render, ReportsProgressOnTheCallingThreadInOrder) {
 
     const auto caller = std::this_thread::get_id();
     std::vector<std::pair<std::int64_t, std::int64_t>> calls;
-    const auto withProgress = detail::renderWithWorkers(
-        inputs, r,
-        [&](std::int64_t done, std::int64_t count) {
-            EXPECT_EQ(std::this_thread::get_id(), caller);
-            calls.emplace_back(done, count);
-        },
-        2);
+    const auto withProgress =
+        detail::renderWithWorkers(inputs, r,
+                                  {.progress =
+                                       [&](std::int64_t done, std::int64_t count) {
+                                           EXPECT_EQ(std::this_thread::get_id(), caller);
+                                           calls.emplace_back(done, count);
+                                       }},
+                                  2);
     const std::vector<std::pair<std::int64_t, std::int64_t>> expected{
         {1, 4}, {2, 4}, {3, 4}, {4, 4}};
     EXPECT_EQ(calls, expected);
@@ -165,15 +168,168 @@ TEST(Render, StopsWhenTheProgressHandlerThrows) {
     r.columns = 1;
     r.rows = 1;
     int calls = 0;
-    EXPECT_THROW(detail::renderWithWorkers(
-                     inputs, r,
-                     [&](std::int64_t, std::int64_t) {
-                         ++calls;
-                         throw std::runtime_error("cancelled");
-                     },
-                     2),
+    EXPECT_THROW(detail::renderWithWorkers(inputs, r,
+                                           {.progress =
+                                                [&](std::int64_t, std::int64_t) {
+                                                    ++calls;
+                                                    throw std::runtime_error("cancelled");
+                                                }},
+                                           2),
                  std::runtime_error);
     EXPECT_EQ(calls, 1);
+}
+
+// --- The picture cache and cancellation ---------------------------------------------------
+
+/// `photos` with two colours side by side in each, so that resampling shows in the bytes;
+/// `scale` times 900 × 700 pixels.
+std::vector<SheetInput> twoTonePhotos(const TemporaryFolder& folder, int count, int scale = 1) {
+    std::vector<SheetInput> inputs;
+    for (int i = 1; i <= count; ++i) {
+        const auto file = folder / ("two-" + std::to_string(i) + ".jpg");
+        const double shade = 255.0 * i / count;
+        save(joined(solidImage(500 * scale, 700 * scale, {shade, 30, 200}),
+                    solidImage(400 * scale, 700 * scale, {20, shade, 40}), false),
+             file);
+        inputs.push_back(inputFor(file, 900 * scale, 700 * scale));
+    }
+    return inputs;
+}
+
+TEST(PictureCache, ASecondRenderDecodesNothingAndGivesTheSameBytes) {
+    TemporaryFolder folder;
+    const auto inputs = twoTonePhotos(folder, 5);
+    for (const SheetOutputFormat output : {SheetOutputFormat::pdf, SheetOutputFormat::jpeg}) {
+        SheetRecipe r = recipe(SheetPreset::contact);
+        r.output = output;
+        const SheetRenderResult plain = TesselRenderer::render(inputs, r);
+        for (const CachedPictures reuse : {CachedPictures::exact, CachedPictures::nearest}) {
+            PictureCache cache;
+            const RenderOptions options{.pictures = &cache, .reuse = reuse};
+            EXPECT_TRUE(TesselRenderer::render(inputs, r, options) == plain);
+            EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 0, 0}));
+            EXPECT_TRUE(TesselRenderer::render(inputs, r, options) == plain);
+            EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 5, 0}));
+            EXPECT_EQ(cache.count(), 5);
+        }
+    }
+}
+
+TEST(PictureCache, SmallerCellsReduceCachedPicturesOnlyWhenNearestIsAllowed) {
+    TemporaryFolder folder;
+    const auto inputs = twoTonePhotos(folder, 4);
+    SheetRecipe three = recipe(SheetPreset::contact);
+    SheetRecipe four = three;  // smaller cells both ways
+    four.columns = 4;
+    four.rows = 6;
+
+    PictureCache cache;
+    TesselRenderer::render(inputs, three, {.pictures = &cache});
+    // An export must not depend on what the preview drew before it.
+    EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &cache}) ==
+                TesselRenderer::render(inputs, four));
+    EXPECT_EQ(cache.counts(), (PictureCacheCounts{8, 0, 0}));
+
+    PictureCache previews;
+    TesselRenderer::render(inputs, three, {.pictures = &previews});
+    const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
+    EXPECT_EQ(TesselRenderer::render(inputs, four, nearest).pages.size(), 1u);
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 4}));
+    // Back to three columns: the decoded pictures are still there.
+    TesselRenderer::render(inputs, three, nearest);
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 4, 4}));
+    // A reduced picture never stands in for an exact one.
+    EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &previews}) ==
+                TesselRenderer::render(inputs, four));
+    EXPECT_EQ(previews.counts().decoded, 8);
+}
+
+TEST(PictureCache, DecodesAFileAgainOnceItChanged) {
+    TemporaryFolder folder;
+    auto inputs = twoTonePhotos(folder, 3);
+    const SheetRecipe r = recipe(SheetPreset::contact);
+    PictureCache cache;
+    TesselRenderer::render(inputs, r, {.pictures = &cache});
+
+    save(solidImage(900, 700, {250, 250, 0}), inputs[1].url);
+    std::filesystem::last_write_time(
+        inputs[1].url, std::filesystem::last_write_time(inputs[1].url) + std::chrono::seconds(5));
+    EXPECT_TRUE(TesselRenderer::render(inputs, r, {.pictures = &cache}) ==
+                TesselRenderer::render(inputs, r));
+    EXPECT_EQ(cache.counts(), (PictureCacheCounts{4, 2, 0}));
+    EXPECT_EQ(cache.count(), 3);  // the older picture is gone
+
+    // A file that disappeared fails as it does without a cache.
+    std::filesystem::remove(inputs[2].url);
+    try {
+        TesselRenderer::render(inputs, r, {.pictures = &cache});
+        ADD_FAILURE() << "rendered a missing file";
+    } catch (const TesselError& error) {
+        EXPECT_EQ(error, TesselError::cannotRead("two-3.jpg"));
+    }
+}
+
+TEST(PictureCache, StaysWithinItsBudgetDroppingTheLeastRecentlyUsed) {
+    TemporaryFolder folder;
+    const auto inputs = twoTonePhotos(folder, 6);
+    const SheetRecipe r = recipe(SheetPreset::contact);
+    PictureCache probe;
+    TesselRenderer::render({inputs[0]}, r, {.pictures = &probe});
+    const std::int64_t onePicture = probe.size();
+    ASSERT_GT(onePicture, 0);
+
+    // One worker, so that the pictures arrive in sheet order.
+    PictureCache cache(onePicture * 5 / 2);
+    detail::renderWithWorkers(inputs, r, {.pictures = &cache}, 1);
+    EXPECT_LE(cache.size(), cache.capacity());
+    EXPECT_EQ(cache.count(), 2);
+    // The last two drawn stayed; the first is decoded again.
+    detail::renderWithWorkers({inputs[5], inputs[0]}, r, {.pictures = &cache}, 1);
+    EXPECT_EQ(cache.counts().decoded, 7);
+
+    cache.setCapacity(onePicture);
+    EXPECT_EQ(cache.count(), 1);
+    cache.forget(inputs[0].url);
+    EXPECT_EQ(cache.count(), 0);
+    EXPECT_EQ(cache.size(), 0);
+}
+
+TEST(Render, StopsAtTheNextPictureOrPageOnceCancelled) {
+    TemporaryFolder folder;
+    // Pictures that take a while to decode, one per page: the render is far from its end when
+    // the first page is reported.
+    const auto inputs = twoTonePhotos(folder, 8, 3);
+    SheetRecipe r = recipe(SheetPreset::contact);
+    r.columns = 1;
+    r.rows = 1;
+
+    RenderCancellation before;
+    before.cancel();
+    PictureCache cache;
+    EXPECT_THROW(TesselRenderer::render(inputs, r, {.pictures = &cache, .cancellation = &before}),
+                 RenderCancelled);
+    EXPECT_EQ(cache.counts().decoded, 0);
+
+    RenderCancellation during;
+    std::int64_t lastPage = 0;
+    EXPECT_THROW(detail::renderWithWorkers(inputs, r,
+                                           {.pictures = &cache,
+                                            .cancellation = &during,
+                                            .progress =
+                                                [&](std::int64_t done, std::int64_t) {
+                                                    lastPage = done;
+                                                    during.cancel();
+                                                }},
+                                           2),
+                 RenderCancelled);
+    EXPECT_LT(lastPage, 8);
+    EXPECT_LT(cache.counts().decoded, 8);
+
+    // A render that is never cancelled gives what a plain one gives.
+    const RenderCancellation never;
+    const auto small = photos(folder, 3);
+    EXPECT_TRUE(TesselRenderer::render(small, r, {.cancellation = &never}) ==
+                TesselRenderer::render(small, r));
 }
 
 }  // namespace

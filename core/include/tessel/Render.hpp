@@ -1,7 +1,9 @@
 #pragma once
 /// Rendering a list of inspected images into finished pages, and writing them as files.
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "tessel/Inspection.hpp"
 #include "tessel/Layout.hpp"
+#include "tessel/PictureCache.hpp"
 #include "tessel/SheetRecipe.hpp"
 
 namespace tessel {
@@ -30,6 +33,44 @@ struct SheetRenderResult {
 /// the thread that called `render`, in increasing order.
 using RenderProgress = std::function<void(std::int64_t pagesDone, std::int64_t pageCount)>;
 
+/// Asks a render that nobody waits for any more to stop. Shared between the thread that
+/// cancels and the render; once cancelled it stays so.
+class RenderCancellation {
+public:
+    void cancel() noexcept { cancelled_.store(true, std::memory_order_relaxed); }
+    bool isCancelled() const noexcept { return cancelled_.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<bool> cancelled_{false};
+};
+
+/// Thrown by `render` when its cancellation stopped it before the result was complete.
+class RenderCancelled : public std::exception {
+public:
+    const char* what() const noexcept override { return "the render was cancelled"; }
+};
+
+/// Which cached pictures a render may draw.
+enum class CachedPictures {
+    /// Only pictures decoded at the very bound a cell asks for: the result is byte for byte
+    /// that of a render without a cache.
+    exact,
+    /// Also a larger cached picture reduced in memory, or one slightly smaller than the bound
+    /// (down to four fifths of it) as it is. For previews: an edit that resizes the cells
+    /// decodes nothing, and the pages differ from an exact render only in resampling.
+    nearest,
+};
+
+/// What a render may use besides its inputs and recipe. The defaults are a plain render.
+struct RenderOptions {
+    /// Decoded pictures to take from and keep; none decodes every picture.
+    PictureCache* pictures = nullptr;
+    CachedPictures reuse = CachedPictures::exact;
+    /// Checked before every picture and page; none renders to the end.
+    const RenderCancellation* cancellation = nullptr;
+    RenderProgress progress = {};
+};
+
 namespace TesselRenderer {
 
 /// Lays out, draws, encodes and assembles every page. Throws `TesselError`: `noImages`,
@@ -37,6 +78,13 @@ namespace TesselRenderer {
 /// `cannotCreateContext`, `cannotEncode`. The bytes are the same however many threads work.
 SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
                          const RenderProgress& progress = {});
+
+/// `render` with a picture cache, a cancellation or both. With `CachedPictures::exact` the
+/// result is the same as without a cache. Throws `RenderCancelled` once the cancellation is
+/// set before the last page and the PDF are done (a render that ended is returned whole);
+/// otherwise as `render`.
+SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
+                         const RenderOptions& options);
 
 /// Writes the result into the folder `to` as "{name}.pdf", or "{name}.png"/"{name}.jpg" for
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads

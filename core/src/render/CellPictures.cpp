@@ -20,4 +20,11 @@ Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell) {
     return std::move(*picture);
 }
 
+SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, PictureCache* cache,
+                             CachedPictures reuse) {
+    if (!cache) return std::make_shared<const Bitmap>(decodeForCell(input, cell));
+    return PictureStore::picture(*cache, input.url, decodeSize(cell.imageFrame), reuse,
+                                 [&] { return decodeForCell(input, cell); });
+}
+
 }  // namespace tessel::detail

@@ -5,8 +5,10 @@
 
 #include "tessel/Inspection.hpp"
 #include "tessel/Layout.hpp"
+#include "tessel/Render.hpp"
 
 #include "base/Bitmap.hpp"
+#include "render/PictureStore.hpp"
 
 namespace tessel::detail {
 
@@ -17,5 +19,9 @@ std::int64_t decodeSize(const SheetRect& imageFrame);
 /// The upright, bounded picture for `cell`. Throws `TesselError::cannotRead` with the file's
 /// name (extension included) when it cannot be decoded.
 Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell);
+
+/// `decodeForCell`, through `cache` when there is one, as `reuse` allows.
+SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, PictureCache* cache,
+                             CachedPictures reuse);
 
 }  // namespace tessel::detail

@@ -14,18 +14,19 @@ namespace tessel {
 namespace detail {
 
 SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
-                                    const SheetRecipe& recipe, const RenderProgress& progress,
+                                    const SheetRecipe& recipe, const RenderOptions& options,
                                     int workers) {
     if (inputs.empty()) throw TesselError::noImages();
     const auto cells = TesselRenderer::cells(static_cast<std::int64_t>(inputs.size()), recipe);
     const auto pageCount = static_cast<std::size_t>(cells.back().page + 1);
 
     const auto threadCount = std::min(static_cast<std::size_t>(std::max(workers, 1)), cells.size());
-    RenderJob job(inputs, cells, recipe, pageCount, threadCount);
-    WorkerPool::run(job, threadCount, static_cast<std::int64_t>(pageCount), progress);
+    RenderJob job(inputs, cells, recipe, pageCount, threadCount, options);
+    WorkerPool::run(job, threadCount, static_cast<std::int64_t>(pageCount), options.progress);
 
     SheetRenderResult result;
     result.pages = job.takePages();
+    if (options.cancellation && options.cancellation->isCancelled()) throw RenderCancelled();
     result.pdf = makePDF(result.pages, recipe.pdfPageSize());
     result.pageSize = recipe.pageSize();
     result.pdfPageSize = recipe.pdfPageSize();
@@ -38,7 +39,12 @@ SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
 SheetRenderResult TesselRenderer::render(const std::vector<SheetInput>& inputs,
                                          const SheetRecipe& recipe,
                                          const RenderProgress& progress) {
-    return detail::renderWithWorkers(inputs, recipe, progress,
+    return render(inputs, recipe, RenderOptions{.progress = progress});
+}
+
+SheetRenderResult TesselRenderer::render(const std::vector<SheetInput>& inputs,
+                                         const SheetRecipe& recipe, const RenderOptions& options) {
+    return detail::renderWithWorkers(inputs, recipe, options,
                                      static_cast<int>(detail::WorkerPool::defaultThreads()));
 }
 

@@ -12,7 +12,7 @@ namespace tessel::detail {
 /// worker at once and drawn in sheet order, pages are encoded as soon as they are complete and
 /// their bitmaps dropped; the result does not depend on the number of workers.
 SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
-                                    const SheetRecipe& recipe, const RenderProgress& progress,
+                                    const SheetRecipe& recipe, const RenderOptions& options,
                                     int workers);
 
 }  // namespace tessel::detail

@@ -8,11 +8,15 @@
 namespace tessel::detail {
 
 RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
-                     const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers)
+                     const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
+                     const RenderOptions& options)
     : inputs_(inputs),
       cells_(cells),
       recipe_(recipe),
       parkingLimit_(workers),
+      cache_(options.pictures),
+      reuse_(options.reuse),
+      cancellation_(options.cancellation),
       encoded_(pageCount),
       pageEncoded_(pageCount, false) {
     if (inputs.size() < cells.size()) fatal("fewer inputs than cells");
@@ -35,6 +39,7 @@ void RenderJob::stop() noexcept {
 
 std::vector<std::vector<std::uint8_t>> RenderJob::takePages() {
     const std::lock_guard lock(mutex_);
+    if (cancelled_) throw RenderCancelled();
     if (drawError_) throw *drawError_;
     if (unexpected_) std::rethrow_exception(unexpected_);
     if (encodeFailed_) throw TesselError::cannotEncode();
@@ -50,6 +55,7 @@ void RenderJob::takeCells(ProgressCount& progress) {
             const std::lock_guard lock(mutex_);
             if (stopped_) return;
         }
+        if (cancelled()) return;
         Decoded decoded = decode(index);
 
         std::unique_lock lock(mutex_);
@@ -67,15 +73,18 @@ void RenderJob::takeCells(ProgressCount& progress) {
 
         std::vector<FinishedPage> finished;
         if (!drawFrom(index, std::move(decoded), finished)) return;
-        for (const auto& [page, bitmap] : finished) encodePage(page, bitmap, progress);
+        for (const auto& [page, bitmap] : finished) {
+            if (cancelled()) return;
+            encodePage(page, bitmap, progress);
+        }
     }
 }
 
 RenderJob::Decoded RenderJob::decode(std::size_t index) const {
     try {
-        return {decodeForCell(inputs_[index], cells_[index]), std::nullopt};
+        return {pictureForCell(inputs_[index], cells_[index], cache_, reuse_), std::nullopt};
     } catch (const TesselError& error) {
-        return {std::nullopt, error};
+        return {nullptr, error};
     }
 }
 
@@ -89,10 +98,11 @@ bool RenderJob::drawFrom(std::size_t index, Decoded decoded, std::vector<Finishe
             stopLocked();
             return false;
         }
+        const bool stopNow = cancelled();
         const std::lock_guard lock(mutex_);
         nextToDraw_ = index + 1;
         const auto next = parked_.find(nextToDraw_);
-        if (stopped_ || next == parked_.end()) {
+        if (stopNow || stopped_ || next == parked_.end()) {
             drawing_ = false;
             drawingChanged_.notify_all();
             return !stopped_;
@@ -143,6 +153,14 @@ std::size_t RenderJob::encodedInARowLocked() const {
     std::size_t count = 0;
     while (count < pageEncoded_.size() && pageEncoded_[count]) ++count;
     return count;
+}
+
+bool RenderJob::cancelled() {
+    if (!cancellation_ || !cancellation_->isCancelled()) return false;
+    const std::lock_guard lock(mutex_);
+    cancelled_ = true;
+    stopLocked();
+    return true;
 }
 
 void RenderJob::stopLocked() {

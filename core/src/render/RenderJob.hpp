@@ -14,12 +14,14 @@
 
 #include "tessel/Inspection.hpp"
 #include "tessel/Layout.hpp"
+#include "tessel/Render.hpp"
 #include "tessel/SheetRecipe.hpp"
 #include "tessel/TesselError.hpp"
 
 #include "base/Bitmap.hpp"
 #include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
+#include "render/PictureStore.hpp"
 
 namespace tessel::detail {
 
@@ -31,11 +33,14 @@ namespace tessel::detail {
 /// The drawer draws every parked picture that follows in order, so pages come out the same
 /// whatever the number of workers and the first failure in sheet order is the one reported.
 /// A finished page is encoded by the worker that drew it and its bitmap dropped at once; the
-/// pages encoded in a row from the first are the job's progress.
+/// pages encoded in a row from the first are the job's progress. Pictures come through the
+/// options' cache when there is one; the options' cancellation is looked at before every
+/// picture and page.
 class RenderJob final : public PoolJob {
 public:
     RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
-              const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers);
+              const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
+              const RenderOptions& options = {});
     RenderJob(const RenderJob&) = delete;
     RenderJob& operator=(const RenderJob&) = delete;
 
@@ -46,13 +51,14 @@ public:
     void stop() noexcept override;
 
     /// Once every worker has ended: the encoded pages, or the error that ends the render
-    /// (`cannotRead` or `cannotCreateContext` of the first failing cell, then `cannotEncode`).
+    /// (`cannotRead` or `cannotCreateContext` of the first failing cell, then `cannotEncode`),
+    /// or `RenderCancelled` when the cancellation stopped it.
     std::vector<std::vector<std::uint8_t>> takePages();
 
 private:
     /// A cell's decoded picture, or why there is none.
     struct Decoded {
-        std::optional<Bitmap> picture;
+        SharedPicture picture;
         std::optional<TesselError> error;
     };
     using FinishedPage = std::pair<std::size_t, Bitmap>;
@@ -65,11 +71,16 @@ private:
     void encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress);
     std::size_t encodedInARowLocked() const;
     void stopLocked();
+    /// True, and the job stopped, once the render is cancelled.
+    bool cancelled();
 
     const std::vector<SheetInput>& inputs_;
     const std::vector<SheetCell>& cells_;
     const SheetRecipe& recipe_;
     const std::size_t parkingLimit_;
+    PictureCache* const cache_;
+    const CachedPictures reuse_;
+    const RenderCancellation* const cancellation_;
 
     std::atomic<std::size_t> nextCell_{0};
     std::unique_ptr<PageCanvas> openPage_;  // only the drawer touches it
@@ -80,6 +91,7 @@ private:
     bool drawing_ = false;
     std::map<std::size_t, Decoded> parked_;
     bool stopped_ = false;
+    bool cancelled_ = false;
     bool encodeFailed_ = false;
     std::optional<TesselError> drawError_;
     std::exception_ptr unexpected_;

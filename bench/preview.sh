@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Times the live preview of the application model headless on the corpus (48 camera-sized
+# JPEGs, contact preset): the first preview, then a caption-colour edit, a spacing edit, a
+# columns edit (3 to 4) and a paper edit (A4 to Letter), each from the edit to its new preview
+# (the model's 280 ms wait for further edits included), and the model's peak memory.
+#
+#   bench/preview.sh [--reps N] [--build DIR] [--count N]
+#
+#   --reps N     runs, each in a fresh process (default 3); the last line gives the medians
+#   --build DIR  a configured build tree to use (default build/release, made when missing)
+#   --count N    how many corpus files to add (default 48)
+#
+# The last line reads: preview first=S caption=S spacing=S columns=S paper=S peakMB=M
+set -euo pipefail
+
+reps=3
+build=""
+count=48
+while [ $# -gt 0 ]; do
+  case $1 in
+    --reps) reps=$2; shift 2 ;;
+    --build) build=$2; shift 2 ;;
+    --count) count=$2; shift 2 ;;
+    -h | --help) sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    *) echo "preview: unknown argument $1 (see --help)" >&2; exit 2 ;;
+  esac
+done
+
+here=$(cd "$(dirname "$0")" && pwd)
+repo=$(cd "$here/.." && pwd)
+if [ -z "$build" ]; then
+  build=$repo/build/release
+  [ -f "$build/CMakeCache.txt" ] || (cd "$repo" && cmake --preset release >/dev/null)
+fi
+cmake --build "$build" --target tessel_bench_model | tail -1
+
+"$here/make-corpus.sh" "$count"
+mapfile -t files < <(find "$here/corpus/cam24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | sort | head -n "$count")
+echo "preview: $(nproc) processors, load $(cut -d' ' -f1-3 /proc/loadavg), ${#files[@]} files of $(du -ch "${files[@]}" | tail -1 | cut -f1)"
+bench=$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)
+lines=()
+for ((rep = 1; rep <= reps; rep++)); do
+  line=$(QT_QPA_PLATFORM=offscreen "$bench" --edits "${files[@]}" | tail -1)
+  echo "run $rep: ${line#preview }"
+  lines+=("$line")
+done
+# The median of each field over the runs.
+printf '%s\n' "${lines[@]}" | awk '
+  { for (i = 2; i <= NF; i++) { split($i, kv, "="); key[i] = kv[1]; value[i, NR] = kv[2] } fields = NF }
+  END {
+    line = "preview"
+    for (i = 2; i <= fields; i++) {
+      n = 0
+      for (r = 1; r <= NR; r++) sorted[++n] = value[i, r]
+      for (a = 1; a <= n; a++) for (b = a + 1; b <= n; b++) if (sorted[b] + 0 < sorted[a] + 0) { t = sorted[a]; sorted[a] = sorted[b]; sorted[b] = t }
+      line = line " " key[i] "=" sorted[int((n + 1) / 2)]
+    }
+    print line
+  }'

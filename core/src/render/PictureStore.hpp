@@ -1,0 +1,53 @@
+#pragma once
+// The inside of a `PictureCache`: what a render asks it for.
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+
+#include "tessel/PictureCache.hpp"
+#include "tessel/Render.hpp"
+
+#include "base/Bitmap.hpp"
+
+namespace tessel::detail {
+
+/// A decoded picture shared between the cache and the renders that draw it.
+using SharedPicture = std::shared_ptr<const Bitmap>;
+
+/// The pictures of one cache, most recently used first.
+struct PictureStore {
+    /// The picture of `file` for the decode bound `bound`: from the cache as `reuse` allows,
+    /// else from `decode` (which throws when the file cannot be read) and then kept.
+    static SharedPicture picture(PictureCache& cache, const std::filesystem::path& file,
+                                 std::int64_t bound, CachedPictures reuse,
+                                 const std::function<Bitmap()>& decode);
+
+    struct Identity {
+        std::filesystem::path file;
+        std::uintmax_t size = 0;
+        std::filesystem::file_time_type modified;
+        friend bool operator==(const Identity&, const Identity&) = default;
+    };
+    struct Entry {
+        Identity identity;
+        std::int64_t bound = 0;
+        bool exact = true;  // decoded at `bound`, not reduced from a larger picture
+        SharedPicture picture;
+        std::int64_t bytes = 0;
+    };
+
+    void keepLocked(Entry entry);
+    void evictLocked();
+
+    mutable std::mutex mutex;  // guards everything below
+    std::list<Entry> entries;
+    std::int64_t capacity = 0;
+    std::int64_t size = 0;
+    PictureCacheCounts counts;
+};
+
+}  // namespace tessel::detail
