@@ -4,6 +4,8 @@
 #include "tessel/Render.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/PageSpool.hpp"
+#include "formats/Encode.hpp"
 #include "output/Output.hpp"
 
 namespace tessel {
@@ -74,7 +76,61 @@ void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesyst
     }
 }
 
+void writePDFFromSpool(PageSpool& spool, SheetSize size, const std::filesystem::path& to) {
+    std::error_code ignored;
+    if (std::filesystem::exists(to, ignored)) throw TesselError::destinationExists();
+    try {
+        AtomicFile file(to, AtomicFile::Publishing::newFile);
+        makePDF(spool, size, [&file](const unsigned char* bytes, std::size_t length) {
+            file.write({bytes, length});
+        });
+        file.publish();
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
+        throw TesselError::cannotEncode();
+    }
+}
+
+std::string pageFileName(const std::string& name, std::size_t page, std::size_t count,
+                         const std::string& extension) {
+    std::string fileName = name;
+    if (count > 1) fileName.append("-").append(std::to_string(page + 1));
+    return fileName.append(".").append(extension);
+}
+
 }  // namespace detail
+
+std::vector<std::filesystem::path> TesselRenderer::write(const SpooledSheet& sheet,
+                                                         const std::filesystem::path& to,
+                                                         const std::string& baseName,
+                                                         const SheetRecipe& recipe) {
+    const std::string name = detail::outputBaseName(baseName);
+    const std::string extension{fileExtension(recipe.output)};
+    detail::PageSpool& spool = sheet.spool();
+
+    if (recipe.output == SheetOutputFormat::pdf) {
+        const auto file = to / (name + "." + extension);
+        detail::writePDFFromSpool(spool, sheet.pdfPageSize(), file);
+        detail::verify(file, sheet.pageCount(), sheet.pdfPageSize());
+        return {file};
+    }
+
+    std::vector<std::filesystem::path> files;
+    const std::size_t count = spool.pageCount();
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto file = to / detail::pageFileName(name, i, count, extension);
+        std::vector<std::uint8_t> bytes;
+        try {
+            bytes = spool.read(i);
+        } catch (const std::system_error&) {
+            throw TesselError::cannotEncode();
+        }
+        detail::writeAtomically(bytes, file);
+        detail::verify(file, 1, sheet.pageSize());
+        files.push_back(file);
+    }
+    return files;
+}
 
 std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult& result,
                                                          const std::filesystem::path& to,
@@ -93,10 +149,7 @@ std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult
     std::vector<std::filesystem::path> files;
     const std::size_t count = result.pages.size();
     for (std::size_t i = 0; i < count; ++i) {
-        std::string fileName = name;
-        if (count > 1) fileName.append("-").append(std::to_string(i + 1));
-        fileName.append(".").append(extension);
-        const auto file = to / fileName;
+        const auto file = to / detail::pageFileName(name, i, count, extension);
         detail::writeAtomically(result.pages[i], file);
         detail::verify(file, 1, result.pageSize);
         files.push_back(file);

@@ -18,6 +18,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "base/Bitmap.hpp"
+#include "base/PageSpool.hpp"
 #include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
 
@@ -34,8 +35,10 @@ namespace tessel::detail {
 /// pages encoded in a row from the first are the job's progress.
 class RenderJob final : public PoolJob {
 public:
+    /// With a `spool`, encoded pages go there instead of into `takePages`'s result.
     RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
-              const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers);
+              const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
+              PageSpool* spool = nullptr);
     RenderJob(const RenderJob&) = delete;
     RenderJob& operator=(const RenderJob&) = delete;
 
@@ -45,7 +48,8 @@ public:
     /// Lets no worker start anything more.
     void stop() noexcept override;
 
-    /// Once every worker has ended: the encoded pages, or the error that ends the render
+    /// Once every worker has ended: the encoded pages (empty ones when spooled), or the error that
+    /// ends the render
     /// (`cannotRead` or `cannotCreateContext` of the first failing cell, then `cannotEncode`).
     std::vector<std::vector<std::uint8_t>> takePages();
 
@@ -70,6 +74,7 @@ private:
     const std::vector<SheetCell>& cells_;
     const SheetRecipe& recipe_;
     const std::size_t parkingLimit_;
+    PageSpool* const spool_;
 
     std::atomic<std::size_t> nextCell_{0};
     std::unique_ptr<PageCanvas> openPage_;  // only the drawer touches it
