@@ -44,9 +44,9 @@ private:
 };
 
 /// Everything in `file`, as bytes. Throws `std::system_error` naming the file when it cannot
-/// be opened or read. Only regular files are read (after following links): a folder, a FIFO,
-/// a device or a socket is refused with `std::errc::invalid_argument` without ever waiting
-/// on it.
+/// be opened or read. Only regular files are read (after following links): a folder is
+/// refused with `std::errc::is_a_directory`, a FIFO, a device or a socket with
+/// `std::errc::invalid_argument`, without ever waiting on it.
 std::string readFile(const std::filesystem::path& file);
 
 /// The same; when the file cannot be read, `error` says why and the result is empty.

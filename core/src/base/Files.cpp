@@ -81,7 +81,7 @@ FileDescriptor openRegularFile(const std::filesystem::path& file) {
     struct stat status {};
     if (::fstat(descriptor.get(), &status) != 0) return {};
     if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
         return {};
     }
     return descriptor;

@@ -9,8 +9,9 @@
 namespace tessel::detail {
 
 /// Opens `file` for reading when it is a regular file (after following links); an invalid
-/// descriptor otherwise, with errno set (`EINVAL` for a folder, FIFO, device or socket). Never
-/// blocks: the file is opened without waiting for a writer and checked before any read.
+/// descriptor otherwise, with errno set (`EISDIR` for a folder, `EINVAL` for a FIFO, device or
+/// socket). Never blocks: the file is opened without waiting for a writer and checked before any
+/// read.
 FileDescriptor openRegularFile(const std::filesystem::path& file);
 
 /// `$HOME`, else the home folder in the password database, else "/".

@@ -211,11 +211,7 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
     // Nothing but a regular file is opened (a FIFO would block, a device never end), and
     // nothing whose decoding would take more memory than the budget allows.
     if (!openRegularFile(file)) return std::nullopt;
-    if (const ImageRef header = open(file);
-        !header || !withinDecodingBudget(header.get(), file, size)) {
-        vips_error_clear();
-        return std::nullopt;
-    }
+    if (!withinDecodingBudget(file, size)) return std::nullopt;
 
     ImageRef image = thumbnail(file, size);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));

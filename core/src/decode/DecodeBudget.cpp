@@ -8,6 +8,7 @@
 
 #include "tessel/Inspection.hpp"
 
+#include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
 
@@ -104,6 +105,17 @@ bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
     const double scale = std::min(1.0, static_cast<double>(maxPixelSize) / std::max(width, height));
     const std::uint64_t output = bytesOf(width * scale * height * scale * 8);
     return output <= budgetBytes - loader;
+}
+
+bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize) {
+    // A source rather than a file name: libvips would read "[...]" at the end of a file name
+    // as load options.
+    const VipsSourceRef source(vips_source_new_from_file(file.c_str()));
+    const VipsImageRef header(source ? vips_image_new_from_source(source.get(), "", nullptr)
+                                     : nullptr);
+    const bool within = header && withinDecodingBudget(header.get(), file, maxPixelSize);
+    vips_error_clear();
+    return within;
 }
 
 }  // namespace tessel::detail

@@ -21,4 +21,7 @@ std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file);
 bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
                           std::int64_t maxPixelSize = 0);
 
+/// The same, reading the header of `file` first (false when it cannot be read).
+bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize);
+
 }  // namespace tessel::detail
