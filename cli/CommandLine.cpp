@@ -54,6 +54,12 @@ E parseChoice(std::string_view option, std::string_view text) {
     usage(option, "expected one of " + choices + ", got " + inQuotes(text));
 }
 
+// The ranges the options accept, which loaded recipes must keep to as well.
+constexpr std::int64_t kLargestGrid = 1000;
+constexpr std::int64_t kLargestSide = 30000;
+constexpr double kSmallestCaption = 8;
+constexpr double kLargestCaption = 72;
+
 std::int64_t parseInteger(std::string_view option, std::string_view text, std::int64_t low,
                           std::int64_t high) {
     std::int64_t value = 0;
@@ -82,10 +88,13 @@ int hexDigit(char c) {
     return -1;
 }
 
-void checkStdinName(const std::string& name) {
-    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos ||
-        name.find('\0') != std::string::npos)
-        usage("--stdin-name", "expected a file name without a folder, got " + inQuotes(name));
+// A file name the run writes into its folder: never a path that could lead out of it, and
+// nothing that would break the one-path-per-line report.
+void checkFileName(std::string_view option, const std::string& name, bool mayBeBlank) {
+    const bool bad = name.find_first_of(std::string_view("/\0\n\r", 4)) != std::string::npos;
+    if (bad || (!mayBeBlank && name.empty()) || name == "." || name == "..")
+        usage(option,
+              "expected a file name without a folder or a line break, got " + inQuotes(name));
 }
 
 // The raw option texts; they are converted after CLI11 has matched them so that every
@@ -113,10 +122,10 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
     if (given(raw.orientation))
         o.orientation = parseChoice<SheetOrientation>("--orientation", raw.orientation);
     if (given(raw.size)) std::tie(o.customWidth, o.customHeight) = parseSize("--size", raw.size);
-    if (given(raw.columns)) o.columns = parseInteger("--columns", raw.columns, 1, 1000);
-    if (given(raw.rows)) o.rows = parseInteger("--rows", raw.rows, 1, 1000);
-    if (given(raw.margin)) o.margin = parseInteger("--margin", raw.margin, 0, 30000);
-    if (given(raw.spacing)) o.spacing = parseInteger("--spacing", raw.spacing, 0, 30000);
+    if (given(raw.columns)) o.columns = parseInteger("--columns", raw.columns, 1, kLargestGrid);
+    if (given(raw.rows)) o.rows = parseInteger("--rows", raw.rows, 1, kLargestGrid);
+    if (given(raw.margin)) o.margin = parseInteger("--margin", raw.margin, 0, kLargestSide);
+    if (given(raw.spacing)) o.spacing = parseInteger("--spacing", raw.spacing, 0, kLargestSide);
     if (given(raw.background)) o.background = parseColor("--background", raw.background);
     if (given(raw.fit)) o.fit = parseChoice<SheetFit>("--fit", raw.fit);
     if (given(raw.caption)) o.caption = parseChoice<SheetCaption>("--caption", raw.caption);
@@ -124,7 +133,8 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
         o.captionAlignment =
             parseChoice<SheetCaptionAlignment>("--caption-align", raw.captionAlign);
     if (given(raw.captionSize))
-        o.captionFontSize = parseNumber("--caption-size", raw.captionSize, 8, 72, "8 to 72");
+        o.captionFontSize = parseNumber("--caption-size", raw.captionSize, kSmallestCaption,
+                                        kLargestCaption, "8 to 72");
     if (given(raw.captionColor)) o.captionColor = parseColor("--caption-color", raw.captionColor);
     if (given(raw.format)) o.output = parseChoice<SheetOutputFormat>("--format", raw.format);
     if (given(raw.quality)) o.jpegQuality = parseNumber("--quality", raw.quality, 0, 1, "0 to 1");
@@ -136,7 +146,9 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
         else
             usage("--sort", "expected one of filename, date, got " + inQuotes(raw.sort));
     }
-    checkStdinName(command.stdinName);
+    checkFileName("--stdin-name", command.stdinName, false);
+    // A blank name stands for "Contact Sheet".
+    checkFileName("--name", command.baseName, true);
     return command;
 }
 
@@ -189,12 +201,34 @@ std::pair<std::int64_t, std::int64_t> parseSize(std::string_view option, std::st
     };
     if (x == std::string_view::npos) fail();
     try {
-        return {parseInteger(option, text.substr(0, x), 1, 30000),
-                parseInteger(option, text.substr(x + 1), 1, 30000)};
+        return {parseInteger(option, text.substr(0, x), 1, kLargestSide),
+                parseInteger(option, text.substr(x + 1), 1, kLargestSide)};
     } catch (const UsageError&) {
         fail();
     }
     return {};
+}
+
+void checkRecipeLimits(const std::string& source, const SheetRecipe& r) {
+    const auto refuse = [&](const char* key, const std::string& range, const std::string& got) {
+        throw UsageError(source + ": \"" + key + "\" must be " + range + ", got " + got);
+    };
+    const auto whole = [&](const char* key, std::int64_t value, std::int64_t low,
+                           std::int64_t high) {
+        if (value < low || value > high)
+            refuse(key, "from " + std::to_string(low) + " to " + std::to_string(high),
+                   std::to_string(value));
+    };
+    whole("columns", r.columns, 1, kLargestGrid);
+    whole("rows", r.rows, 1, kLargestGrid);
+    if (r.paper == SheetPaper::custom) {
+        whole("customWidth", r.customWidth, 1, kLargestSide);
+        whole("customHeight", r.customHeight, 1, kLargestSide);
+    }
+    whole("margin", r.margin, 0, kLargestSide);
+    whole("spacing", r.spacing, 0, kLargestSide);
+    if (!(r.captionFontSize >= kSmallestCaption && r.captionFontSize <= kLargestCaption))
+        refuse("captionFontSize", "from 8 to 72", std::to_string(r.captionFontSize));
 }
 
 void applyOverrides(const RecipeOverrides& o, SheetRecipe& r) {

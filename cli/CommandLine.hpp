@@ -80,6 +80,12 @@ SheetColor parseColor(std::string_view option, std::string_view text);
 /// "WIDTHxHEIGHT" in pixels, each side 1 to 30000. Throws `UsageError` naming `option`.
 std::pair<std::int64_t, std::int64_t> parseSize(std::string_view option, std::string_view text);
 
+/// Refuses a loaded recipe (a recipe file's or a saved layout's) whose values the options
+/// could not give: columns and rows 1 to 1000, a custom page of 1 to 30000 pixels a side,
+/// caption size 8 to 72, margin and spacing 0 to 30000. Throws `UsageError` naming `source`,
+/// the key and its range.
+void checkRecipeLimits(const std::string& source, const SheetRecipe& recipe);
+
 /// The display name a preset has on the command line and in automation ("Contact Sheet").
 std::string_view presetTitle(SheetPreset preset);
 

@@ -21,9 +21,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A recipe is a few hundred bytes; anything far larger is not one.
+constexpr std::uintmax_t kLargestRecipeFile = std::uintmax_t{1} << 20;
+
 std::string readRecipeFile(const fs::path& file) {
     std::error_code error;
-    std::string text = readFile(file, error);
+    std::string text = readFile(file, kLargestRecipeFile, error);
+    if (error == std::errc::file_too_large)
+        throw UsageError("--recipe: " + file.string() + " is larger than 1 MB");
+    if (error == std::errc::invalid_argument)
+        throw UsageError("--recipe: " + file.string() + " is not a regular file");
     if (error) throw UsageError("--recipe: cannot read " + file.string() + ": " + error.message());
     return text;
 }
@@ -61,9 +68,8 @@ private:
 };
 
 std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path& folder,
-                                    std::istream& in) {
+                                    std::istream& in, std::optional<fs::path>& fromStdin) {
     std::vector<fs::path> files;
-    std::optional<fs::path> fromStdin;
     for (const std::string& argument : command.images) {
         if (argument == "-") {
             // Standard input holds one image; naming it twice means the same image twice.
@@ -76,20 +82,9 @@ std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path&
     return files;
 }
 
-int makeSheet(const SheetCommand& command, Console& console) {
-    const SheetRecipe sheetRecipe = resolveRecipe(command);
-
-    // The folder comes before anything that can fail, so a failed run leaves it behind as a
-    // record, and whatever was stored from standard input stays in it.
-    fs::path folder;
-    if (command.outputDir) {
-        folder = fs::absolute(*command.outputDir);
-        fs::create_directories(folder);
-    } else {
-        folder = newOutputFolder();
-    }
-
-    const std::vector<fs::path> files = resolveInputs(command, folder, console.in);
+void makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
+                 const fs::path& folder, Console& console, std::optional<fs::path>& fromStdin) {
+    const std::vector<fs::path> files = resolveInputs(command, folder, console.in, fromStdin);
     std::vector<SheetInput> inputs;
     inputs.reserve(files.size());
     {
@@ -102,15 +97,16 @@ int makeSheet(const SheetCommand& command, Console& console) {
     if (command.order == ImageOrder::filename) sortByFilename(inputs);
     if (command.order == ImageOrder::date) sortByDate(inputs);
 
-    SheetRenderResult result;
+    std::vector<fs::path> written;
     {
         Progress progress(console, "Drawing pages");
-        result = TesselRenderer::render(
-            inputs, sheetRecipe,
+        // Finished pages wait in a spool file beside the output rather than in memory, so a
+        // sheet of thousands of images takes no more memory than one of a few.
+        const SpooledSheet sheet = TesselRenderer::renderSpooled(
+            inputs, sheetRecipe, folder,
             [&](std::int64_t done, std::int64_t total) { progress(done, total); });
+        written = TesselRenderer::write(sheet, folder, command.baseName, sheetRecipe);
     }
-    const std::vector<fs::path> written =
-        TesselRenderer::write(result, folder, command.baseName, sheetRecipe);
 
     if (written.size() == 1)
         console.out << "Created a contact sheet.\n";
@@ -118,6 +114,33 @@ int makeSheet(const SheetCommand& command, Console& console) {
         console.out << "Created " << written.size() << " contact sheet pages.\n";
     for (const fs::path& file : written) console.out << fs::absolute(file).string() << "\n";
     console.out << std::flush;
+}
+
+int makeSheet(const SheetCommand& command, Console& console) {
+    const SheetRecipe sheetRecipe = resolveRecipe(command);
+
+    // The folder comes before anything that can fail. A new folder (always so in the cache)
+    // is left behind by a failed run as a record, with whatever was stored from standard
+    // input; a folder that was there before gets nothing of a failed run.
+    fs::path folder;
+    bool madeFolder = true;
+    if (command.outputDir) {
+        folder = fs::absolute(*command.outputDir);
+        madeFolder = fs::create_directories(folder);
+    } else {
+        folder = newOutputFolder();
+    }
+
+    std::optional<fs::path> fromStdin;
+    try {
+        makeSheetIn(command, sheetRecipe, folder, console, fromStdin);
+    } catch (...) {
+        if (fromStdin && !madeFolder) {
+            std::error_code ignored;
+            fs::remove(*fromStdin, ignored);
+        }
+        throw;
+    }
     return 0;
 }
 
@@ -133,8 +156,10 @@ SheetRecipe resolveRecipe(const SheetCommand& command) {
             throw UsageError("--recipe: " + command.recipeFile->string() +
                              " is not a recipe: " + e.what());
         }
+        checkRecipeLimits("--recipe: " + command.recipeFile->string(), result);
     } else if (command.layoutName) {
         result = savedLayoutRecipe(*command.layoutName);
+        checkRecipeLimits("--layout: '" + *command.layoutName + "'", result);
     }
     applyOverrides(command.overrides, result);
     return result;

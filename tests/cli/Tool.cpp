@@ -46,7 +46,10 @@ ToolResult ToolSandbox::run(const Strings& arguments, const std::string& input) 
     std::string command = "cd " + quoted(root()) +
                           " && HOME=$PWD XDG_CACHE_HOME=$PWD/cache XDG_DATA_HOME=$PWD/data "
                           "LSAN_OPTIONS=\"${LSAN_OPTIONS:-print_suppressions=0:suppressions=" +
-                          TESSEL_LSAN_SUPPRESSIONS "}\" " + quoted(TESSEL_SHEET);
+                          TESSEL_LSAN_SUPPRESSIONS "}\" " +
+                          // A run that hangs ends with the status 124 instead of hanging the
+                          // test.
+                          "timeout -k 5 60 " + quoted(TESSEL_SHEET);
     for (const std::string& argument : arguments) command += " " + quoted(argument);
     const int status = std::system((command + " <.stdin >.stdout 2>.stderr").c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, fileBytes(root() / ".stdout"),

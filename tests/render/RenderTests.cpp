@@ -1,5 +1,7 @@
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -112,6 +114,66 @@ TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
         const auto several = detail::renderWithWorkers(inputs, r, {}, workers);
         EXPECT_TRUE(several == single) << workers << " workers";
     }
+}
+
+Bytes fileBytes(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(RenderSpooled, WritesTheSameFilesAsRenderingInMemory) {
+    // The spooled path is what the command line takes for jobs of any size; the files must
+    // not tell the two apart, also when a page has transparency and is re-encoded for the PDF.
+    TemporaryFolder folder;
+    const auto inputs = photos(folder, 14);
+    for (const auto output :
+         {SheetOutputFormat::pdf, SheetOutputFormat::png, SheetOutputFormat::jpeg}) {
+        for (const double alpha : {1.0, 0.5}) {
+            SCOPED_TRACE(std::string(rawValue(output)) + " alpha " + std::to_string(alpha));
+            SheetRecipe r = recipe(SheetPreset::contact);
+            r.output = output;
+            r.background.alpha = alpha;
+            const auto inMemory = folder / "memory" / std::string(rawValue(output));
+            const auto spooled = folder / "spooled" / std::string(rawValue(output));
+            std::filesystem::create_directories(inMemory);
+            std::filesystem::create_directories(spooled);
+            const auto expected =
+                TesselRenderer::write(TesselRenderer::render(inputs, r), inMemory, "Trip", r);
+            const SpooledSheet sheet = TesselRenderer::renderSpooled(inputs, r, spooled);
+            EXPECT_EQ(sheet.pageCount(), 2);
+            EXPECT_EQ(sheet.itemCount(), 14);
+            const auto written = TesselRenderer::write(sheet, spooled, "Trip", r);
+            ASSERT_EQ(written.size(), expected.size());
+            for (std::size_t i = 0; i < written.size(); ++i) {
+                EXPECT_EQ(written[i].filename(), expected[i].filename());
+                EXPECT_TRUE(fileBytes(written[i]) == fileBytes(expected[i])) << written[i];
+            }
+            // The spool is an unnamed file: nothing but the output is left in the folder.
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(spooled), {}),
+                      static_cast<std::ptrdiff_t>(written.size()));
+            std::filesystem::remove_all(folder / "memory");
+            std::filesystem::remove_all(folder / "spooled");
+        }
+    }
+}
+
+TEST(RenderSpooled, FailsAsRenderDoesAndNeverOverwrites) {
+    TemporaryFolder folder;
+    auto inputs = photos(folder, 3);
+    const SheetRecipe r = recipe(SheetPreset::contact);
+    EXPECT_THROW(TesselRenderer::renderSpooled({}, r, folder.path()), TesselError);
+    inputs[1].url = folder / "missing.jpg";
+    try {
+        (void)TesselRenderer::renderSpooled(inputs, r, folder.path());
+        ADD_FAILURE() << "the render succeeded";
+    } catch (const TesselError& error) {
+        EXPECT_EQ(error, TesselError::cannotRead("missing.jpg"));
+    }
+    inputs[1].url = folder / "photo-2.jpg";
+    const SpooledSheet sheet = TesselRenderer::renderSpooled(inputs, r, folder.path());
+    std::ofstream(folder / "Trip.pdf") << "mine";
+    EXPECT_THROW(TesselRenderer::write(sheet, folder.path(), "Trip", r), TesselError);
+    EXPECT_EQ(fileBytes(folder / "Trip.pdf"), (Bytes{'m', 'i', 'n', 'e'}));
 }
 
 TEST(Render, FailsInTheOrderOfItsSteps) {

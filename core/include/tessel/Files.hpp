@@ -44,11 +44,18 @@ private:
 };
 
 /// Everything in `file`, as bytes. Throws `std::system_error` naming the file when it cannot
-/// be opened or read (a folder cannot be read).
+/// be opened or read. Only regular files are read (after following links): a folder is
+/// refused with `std::errc::is_a_directory`, a FIFO, a device or a socket with
+/// `std::errc::invalid_argument`, without ever waiting on it.
 std::string readFile(const std::filesystem::path& file);
 
 /// The same; when the file cannot be read, `error` says why and the result is empty.
 std::string readFile(const std::filesystem::path& file, std::error_code& error);
+
+/// The same for a file that must hold at most `maxBytes`: a larger one is refused with
+/// `std::errc::file_too_large`, having read no more than `maxBytes` + 1 bytes of it.
+std::string readFile(const std::filesystem::path& file, std::uintmax_t maxBytes,
+                     std::error_code& error);
 
 /// The user's cache folder: `$XDG_CACHE_HOME` when it is an absolute path, else `~/.cache`.
 std::filesystem::path userCacheFolder();

@@ -63,6 +63,16 @@ std::vector<SheetImageInfo> inspectAll(const std::vector<std::filesystem::path>&
 std::optional<std::vector<std::uint8_t>> thumbnailData(const std::filesystem::path& file,
                                                        std::int64_t maxPixelSize);
 
+/// The memory, in bytes, that decoding one image may take (1.5 GiB unless set). Inspection
+/// and decoding judge it from the file's headers first and refuse a file that would need
+/// more (a progressive JPEG's or an interlaced PNG's whole image, a huge GIF canvas) as
+/// unreadable, without decoding it.
+std::int64_t decodingBudget();
+
+/// Sets the budget for every later inspection and decoding in the process; 0 or less
+/// restores the default. Safe to call from any thread.
+void setDecodingBudget(std::int64_t bytes);
+
 /// Parses EXIF date text "yyyy:MM:dd HH:mm:ss" as wall-clock time in the current time zone.
 std::optional<std::chrono::system_clock::time_point> parseExifDate(std::string_view text);
 

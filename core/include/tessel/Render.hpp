@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,35 @@ struct SheetRenderResult {
     std::int64_t itemCount = 0;
 
     friend bool operator==(const SheetRenderResult&, const SheetRenderResult&) = default;
+};
+
+namespace detail {
+class PageSpool;
+}  // namespace detail
+
+/// The finished pages of one render waiting in an unnamed spool file rather than in memory,
+/// for writing them out with `TesselRenderer::write`. The file goes when the value does.
+/// Move-only.
+class SpooledSheet {
+public:
+    SpooledSheet(std::unique_ptr<detail::PageSpool> spool, SheetSize pageSize,
+                 SheetSize pdfPageSize, std::int64_t itemCount);
+    SpooledSheet(SpooledSheet&&) noexcept;
+    SpooledSheet& operator=(SpooledSheet&&) noexcept;
+    ~SpooledSheet();
+
+    std::int64_t pageCount() const;
+    SheetSize pageSize() const { return pageSize_; }        ///< raster pixels
+    SheetSize pdfPageSize() const { return pdfPageSize_; }  ///< points
+    std::int64_t itemCount() const { return itemCount_; }
+    /// The spool itself, for the core's writer.
+    detail::PageSpool& spool() const { return *spool_; }
+
+private:
+    std::unique_ptr<detail::PageSpool> spool_;
+    SheetSize pageSize_;
+    SheetSize pdfPageSize_;
+    std::int64_t itemCount_ = 0;
 };
 
 /// Reports how far a render is: pages finished so far out of the page count. Called from
@@ -86,6 +116,15 @@ SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecip
 SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
                          const RenderOptions& options);
 
+/// `render` for a job of any size: the same pages, each put into a spool file as soon as it
+/// is encoded, so memory holds a few pages whatever the page count. The spool lives in
+/// `spoolFolder` (the output folder) where it can hold an unnamed file, else in the
+/// temporary folder. Throws what `render` throws; `cannotEncode` when the spool cannot be
+/// made or written. No PDF is made until the sheet is written.
+SpooledSheet renderSpooled(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
+                           const std::filesystem::path& spoolFolder,
+                           const RenderProgress& progress = {});
+
 /// Writes the result into the folder `to` as "{name}.pdf", or "{name}.png"/"{name}.jpg" for
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads
 /// every file back to verify it. A blank `baseName` becomes "Contact Sheet". Only the
@@ -94,6 +133,11 @@ SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecip
 /// the files written before it in place.
 std::vector<std::filesystem::path> write(const SheetRenderResult& result,
                                          const std::filesystem::path& to,
+                                         const std::string& baseName, const SheetRecipe& recipe);
+
+/// `write` for a spooled sheet: the same files with the same bytes, the PDF assembled from
+/// the spool straight into its file, and image pages copied from the spool one at a time.
+std::vector<std::filesystem::path> write(const SpooledSheet& sheet, const std::filesystem::path& to,
                                          const std::string& baseName, const SheetRecipe& recipe);
 
 }  // namespace TesselRenderer

@@ -4,7 +4,15 @@
 
 #include <filesystem>
 
+#include "base/Handle.hpp"
+
 namespace tessel::detail {
+
+/// Opens `file` for reading when it is a regular file (after following links); an invalid
+/// descriptor otherwise, with errno set (`EISDIR` for a folder, `EINVAL` for a FIFO, device or
+/// socket). Never blocks: the file is opened without waiting for a writer and checked before any
+/// read.
+FileDescriptor openRegularFile(const std::filesystem::path& file);
 
 /// `$HOME`, else the home folder in the password database, else "/".
 std::filesystem::path homeFolder();

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/Files.hpp"
+#include "decode/DecodeBudget.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -86,8 +88,8 @@ void freePixels(VipsImage*, gpointer pixels) { std::free(pixels); }
 /// carrying its orientation and ICC profile. libvips's own JPEG loader reaches the same
 /// pixels but costs a sixth more per file in its tile machinery; files this way refuses
 /// (CMYK, anything libjpeg warns about) take that loader instead.
-ImageRef scaledJpeg(const std::filesystem::path& file, int size) {
-    std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, size);
+ImageRef scaledJpeg(const std::filesystem::path& file, int size, bool& cut) {
+    std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, size, cut);
     if (!decoded) return {};
     const std::size_t length = static_cast<std::size_t>(decoded->width * decoded->height) *
                                static_cast<std::size_t>(decoded->components);
@@ -110,7 +112,10 @@ ImageRef scaledJpeg(const std::filesystem::path& file, int size) {
 
 /// The picture at `size` on its longer side at most, upright, failing on damaged data.
 ImageRef thumbnail(const std::filesystem::path& file, int size) {
-    if (ImageRef fast = scaledJpeg(file, size)) return fast;
+    bool cut = false;
+    if (ImageRef fast = scaledJpeg(file, size, cut)) return fast;
+    // libvips would fill the missing scans with grey.
+    if (cut) return {};
     const char* loader = vips_foreign_find_load(file.c_str());
     if (!loader) return {};
     const std::string_view name(loader);
@@ -202,6 +207,11 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
     const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
+
+    // Nothing but a regular file is opened (a FIFO would block, a device never end), and
+    // nothing whose decoding would take more memory than the budget allows.
+    if (!openRegularFile(file)) return std::nullopt;
+    if (!withinDecodingBudget(file, size)) return std::nullopt;
 
     ImageRef image = thumbnail(file, size);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));

@@ -8,6 +8,8 @@
 #include "tessel/SheetTypes.hpp"
 
 #include "base/Bitmap.hpp"
+#include "base/PageSpool.hpp"
+#include "formats/pdf/PdfBuilder.hpp"
 
 namespace tessel::detail {
 
@@ -23,5 +25,12 @@ std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutpu
 /// cannot be built.
 std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
                                   SheetSize size);
+
+/// The same document made from the pages in `spool`, handed to `sink` as it is written: the
+/// same bytes as `makePDF` of those pages. Each page's image data is read back from the
+/// spool only while the document is written (what has to be re-encoded is spooled too), so
+/// memory holds about one page whatever the page count. Throws as `makePDF` does, and
+/// `std::system_error` when the spool cannot be read or `sink` throws it.
+void makePDF(PageSpool& spool, SheetSize size, const PdfSink& sink);
 
 }  // namespace tessel::detail

@@ -8,7 +8,9 @@
 #include "tessel/Inspection.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/Files.hpp"
 #include "decode/Decode.hpp"
+#include "decode/DecodeBudget.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/gif/Gif.hpp"
@@ -80,6 +82,8 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     const std::string name = file.filename().string();
     detail::ensureVipsStarted();
 
+    // Only regular files: a FIFO or a device named like a photo would block or never end.
+    if (!detail::openRegularFile(file)) refuse(name);
     // A source rather than a file name: libvips would read "[...]" at the end of a file
     // name as load options.
     const detail::VipsSourceRef source(vips_source_new_from_file(file.c_str()));
@@ -90,6 +94,8 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     if (!container) refuse(name);
     const detail::VipsImageRef image(vips_image_new_from_source(source.get(), "", nullptr));
     if (!image) refuse(name);
+    // A file that could never be decoded within the budget is refused now, not at drawing.
+    if (!detail::withinDecodingBudget(image.get(), file)) refuse(name);
 
     std::int64_t frameCount = vips_image_get_n_pages(image.get());
     std::vector<std::uint8_t> exif = exifBlobOf(image.get());

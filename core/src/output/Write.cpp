@@ -1,9 +1,12 @@
 #include <cstddef>
+#include <functional>
 #include <system_error>
 
 #include "tessel/Render.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "base/PageSpool.hpp"
+#include "formats/Encode.hpp"
 #include "output/Output.hpp"
 
 namespace tessel {
@@ -60,13 +63,14 @@ std::string outputBaseName(const std::string& baseName) {
     return isAllBlank(baseName) ? "Contact Sheet" : baseName;
 }
 
-void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to,
-                     const FileNamingCalls& calls) {
+// Creates `to` with what `fill` writes into it, on the terms of `writeAtomically`.
+void writeNewFile(const std::filesystem::path& to, const FileNamingCalls& calls,
+                  const std::function<void(AtomicFile&)>& fill) {
     std::error_code ignored;
     if (std::filesystem::exists(to, ignored)) throw TesselError::destinationExists();
     try {
         AtomicFile file(to, AtomicFile::Publishing::newFile, calls);
-        file.write(bytes);
+        fill(file);
         file.publish();
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
@@ -74,34 +78,80 @@ void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesyst
     }
 }
 
+void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to,
+                     const FileNamingCalls& calls) {
+    writeNewFile(to, calls, [&](AtomicFile& file) { file.write(bytes); });
+}
+
+namespace {
+
+// A finished sheet as the writer needs it, wherever its pages are kept.
+struct SheetPages {
+    std::size_t count = 0;
+    SheetSize pageSize;
+    SheetSize pdfPageSize;
+    std::function<void(AtomicFile&)> writePDF;
+    std::function<void(std::size_t page, AtomicFile&)> writePage;
+};
+
+std::vector<std::filesystem::path> writeSheet(const SheetPages& sheet,
+                                              const std::filesystem::path& to,
+                                              const std::string& baseName,
+                                              const SheetRecipe& recipe) {
+    const std::string name = outputBaseName(baseName);
+    const std::string extension{fileExtension(recipe.output)};
+    const FileNamingCalls& calls = systemNamingCalls();
+
+    if (recipe.output == SheetOutputFormat::pdf) {
+        const auto file = to / (name + "." + extension);
+        writeNewFile(file, calls, sheet.writePDF);
+        verify(file, static_cast<std::int64_t>(sheet.count), sheet.pdfPageSize);
+        return {file};
+    }
+
+    std::vector<std::filesystem::path> files;
+    for (std::size_t i = 0; i < sheet.count; ++i) {
+        std::string fileName = name;
+        if (sheet.count > 1) fileName.append("-").append(std::to_string(i + 1));
+        fileName.append(".").append(extension);
+        const auto file = to / fileName;
+        writeNewFile(file, calls, [&](AtomicFile& out) { sheet.writePage(i, out); });
+        verify(file, 1, sheet.pageSize);
+        files.push_back(file);
+    }
+    return files;
+}
+
+}  // namespace
 }  // namespace detail
 
 std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult& result,
                                                          const std::filesystem::path& to,
                                                          const std::string& baseName,
                                                          const SheetRecipe& recipe) {
-    const std::string name = detail::outputBaseName(baseName);
-    const std::string extension{fileExtension(recipe.output)};
+    return detail::writeSheet(
+        {result.pages.size(), result.pageSize, result.pdfPageSize,
+         [&](detail::AtomicFile& file) { file.write(result.pdf); },
+         [&](std::size_t page, detail::AtomicFile& file) { file.write(result.pages[page]); }},
+        to, baseName, recipe);
+}
 
-    if (recipe.output == SheetOutputFormat::pdf) {
-        const auto file = to / (name + "." + extension);
-        detail::writeAtomically(result.pdf, file);
-        detail::verify(file, static_cast<std::int64_t>(result.pages.size()), result.pdfPageSize);
-        return {file};
-    }
-
-    std::vector<std::filesystem::path> files;
-    const std::size_t count = result.pages.size();
-    for (std::size_t i = 0; i < count; ++i) {
-        std::string fileName = name;
-        if (count > 1) fileName.append("-").append(std::to_string(i + 1));
-        fileName.append(".").append(extension);
-        const auto file = to / fileName;
-        detail::writeAtomically(result.pages[i], file);
-        detail::verify(file, 1, result.pageSize);
-        files.push_back(file);
-    }
-    return files;
+std::vector<std::filesystem::path> TesselRenderer::write(const SpooledSheet& sheet,
+                                                         const std::filesystem::path& to,
+                                                         const std::string& baseName,
+                                                         const SheetRecipe& recipe) {
+    detail::PageSpool& spool = sheet.spool();
+    return detail::writeSheet(
+        {spool.pageCount(), sheet.pageSize(), sheet.pdfPageSize(),
+         [&](detail::AtomicFile& file) {
+             // The document goes straight into its file as qpdf writes it.
+             detail::makePDF(spool, sheet.pdfPageSize(),
+                             [&file](const unsigned char* bytes, std::size_t length) {
+                                 file.write({bytes, length});
+                             });
+         },
+         [&](std::size_t page, detail::AtomicFile& file) { file.write(spool.read(page)); }},
+        to, baseName, recipe);
 }
 
 }  // namespace tessel

@@ -1,6 +1,8 @@
 #include "tessel/Render.hpp"
 
 #include <algorithm>
+#include <memory>
+#include <system_error>
 #include <vector>
 
 #include "tessel/TesselError.hpp"
@@ -13,19 +15,25 @@
 namespace tessel {
 namespace detail {
 
-SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
-                                    const SheetRecipe& recipe, const RenderOptions& options,
-                                    int workers) {
+std::vector<std::vector<std::uint8_t>> renderPages(
+    const std::vector<SheetInput>& inputs, const SheetRecipe& recipe, const RenderOptions& options,
+    int workers, const std::function<PageSpool*(std::size_t pageCount)>& spoolFor) {
     if (inputs.empty()) throw TesselError::noImages();
     const auto cells = TesselRenderer::cells(static_cast<std::int64_t>(inputs.size()), recipe);
     const auto pageCount = static_cast<std::size_t>(cells.back().page + 1);
+    PageSpool* spool = spoolFor ? spoolFor(pageCount) : nullptr;
 
     const auto threadCount = std::min(static_cast<std::size_t>(std::max(workers, 1)), cells.size());
-    RenderJob job(inputs, cells, recipe, pageCount, threadCount, options);
+    RenderJob job(inputs, cells, recipe, pageCount, threadCount, options, spool);
     WorkerPool::run(job, threadCount, static_cast<std::int64_t>(pageCount), options.progress);
+    return job.takePages();
+}
 
+SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
+                                    const SheetRecipe& recipe, const RenderOptions& options,
+                                    int workers) {
     SheetRenderResult result;
-    result.pages = job.takePages();
+    result.pages = renderPages(inputs, recipe, options, workers);
     if (options.cancellation && options.cancellation->isCancelled()) throw RenderCancelled();
     result.pdf = makePDF(result.pages, recipe.pdfPageSize());
     result.pageSize = recipe.pageSize();
@@ -46,6 +54,39 @@ SheetRenderResult TesselRenderer::render(const std::vector<SheetInput>& inputs,
                                          const SheetRecipe& recipe, const RenderOptions& options) {
     return detail::renderWithWorkers(inputs, recipe, options,
                                      static_cast<int>(detail::WorkerPool::defaultThreads()));
+}
+
+SpooledSheet TesselRenderer::renderSpooled(const std::vector<SheetInput>& inputs,
+                                           const SheetRecipe& recipe,
+                                           const std::filesystem::path& spoolFolder,
+                                           const RenderProgress& progress) {
+    std::unique_ptr<detail::PageSpool> spool;
+    detail::renderPages(inputs, recipe, RenderOptions{.progress = progress},
+                        static_cast<int>(detail::WorkerPool::defaultThreads()),
+                        [&](std::size_t pageCount) {
+                            try {
+                                spool = std::make_unique<detail::PageSpool>(spoolFolder, pageCount);
+                            } catch (const std::system_error&) {
+                                throw TesselError::cannotEncode();
+                            }
+                            return spool.get();
+                        });
+    return {std::move(spool), recipe.pageSize(), recipe.pdfPageSize(),
+            static_cast<std::int64_t>(inputs.size())};
+}
+
+SpooledSheet::SpooledSheet(std::unique_ptr<detail::PageSpool> spool, SheetSize pageSize,
+                           SheetSize pdfPageSize, std::int64_t itemCount)
+    : spool_(std::move(spool)),
+      pageSize_(pageSize),
+      pdfPageSize_(pdfPageSize),
+      itemCount_(itemCount) {}
+SpooledSheet::SpooledSheet(SpooledSheet&&) noexcept = default;
+SpooledSheet& SpooledSheet::operator=(SpooledSheet&&) noexcept = default;
+SpooledSheet::~SpooledSheet() = default;
+
+std::int64_t SpooledSheet::pageCount() const {
+    return static_cast<std::int64_t>(spool_->pageCount());
 }
 
 }  // namespace tessel

@@ -1,11 +1,21 @@
 #pragma once
 // The render driver with an explicit number of worker threads.
 
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "tessel/Render.hpp"
 
+#include "base/PageSpool.hpp"
+
 namespace tessel::detail {
+
+/// The encoded pages of `renderWithWorkers`, in memory, or put into `spool` (made for the
+/// page count that `spoolFor` is given) with empty entries in their place.
+std::vector<std::vector<std::uint8_t>> renderPages(
+    const std::vector<SheetInput>& inputs, const SheetRecipe& recipe, const RenderOptions& options,
+    int workers, const std::function<PageSpool*(std::size_t pageCount)>& spoolFor = {});
 
 /// `TesselRenderer::render` on `workers` threads (raised to 1; `render` uses
 /// `WorkerPool::defaultThreads`). Pictures are decoded on every

@@ -1,5 +1,7 @@
 #include "render/RenderJob.hpp"
 
+#include <system_error>
+
 #include "base/Fatal.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
@@ -9,7 +11,7 @@ namespace tessel::detail {
 
 RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
                      const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
-                     const RenderOptions& options)
+                     const RenderOptions& options, PageSpool* spool)
     : inputs_(inputs),
       cells_(cells),
       recipe_(recipe),
@@ -17,6 +19,7 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
       cache_(options.pictures),
       reuse_(options.reuse),
       cancellation_(options.cancellation),
+      spool_(spool),
       encoded_(pageCount),
       pageEncoded_(pageCount, false) {
     if (inputs.size() < cells.size()) fatal("fewer inputs than cells");
@@ -139,12 +142,21 @@ void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount
                                          ? SheetOutputFormat::jpeg
                                          : SheetOutputFormat::png;
     auto bytes = encode(bitmap, format, recipe_.jpegQuality);
+    bool spooled = false;
+    if (bytes && spool_) {
+        try {
+            spool_->put(page, *bytes);
+            spooled = true;
+        } catch (const std::system_error&) {
+            bytes.reset();
+        }
+    }
     const std::lock_guard lock(mutex_);
     if (!bytes) {
         encodeFailed_ = true;
         return;
     }
-    encoded_[page] = std::move(*bytes);
+    if (!spooled) encoded_[page] = std::move(*bytes);
     pageEncoded_[page] = true;
     progress.reach(static_cast<std::int64_t>(encodedInARowLocked()));
 }

@@ -19,6 +19,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "base/Bitmap.hpp"
+#include "base/PageSpool.hpp"
 #include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
 #include "render/PictureStore.hpp"
@@ -38,9 +39,10 @@ namespace tessel::detail {
 /// picture and page.
 class RenderJob final : public PoolJob {
 public:
+    /// With a `spool`, encoded pages go there instead of into `takePages`'s result.
     RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
               const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
-              const RenderOptions& options = {});
+              const RenderOptions& options = {}, PageSpool* spool = nullptr);
     RenderJob(const RenderJob&) = delete;
     RenderJob& operator=(const RenderJob&) = delete;
 
@@ -50,9 +52,9 @@ public:
     /// Lets no worker start anything more.
     void stop() noexcept override;
 
-    /// Once every worker has ended: the encoded pages, or the error that ends the render
-    /// (`cannotRead` or `cannotCreateContext` of the first failing cell, then `cannotEncode`),
-    /// or `RenderCancelled` when the cancellation stopped it.
+    /// Once every worker has ended: the encoded pages (empty ones when spooled), or the error
+    /// that ends the render (`cannotRead` or `cannotCreateContext` of the first failing cell,
+    /// then `cannotEncode`), or `RenderCancelled` when the cancellation stopped it.
     std::vector<std::vector<std::uint8_t>> takePages();
 
 private:
@@ -81,6 +83,7 @@ private:
     PictureCache* const cache_;
     const CachedPictures reuse_;
     const RenderCancellation* const cancellation_;
+    PageSpool* const spool_;
 
     std::atomic<std::size_t> nextCell_{0};
     std::unique_ptr<PageCanvas> openPage_;  // only the drawer touches it

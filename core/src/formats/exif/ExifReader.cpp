@@ -58,7 +58,12 @@ ExifFacts readTiffFile(const std::filesystem::path& file) {
         auto image = Exiv2::ImageFactory::open(file.string());
         if (image.get() == nullptr) return {};
         image->readMetadata();
-        return factsOf(image->exifData());
+        const Exiv2::ExifData& data = image->exifData();
+        ExifFacts facts = factsOf(data);
+        const auto rows = data.findKey(Exiv2::ExifKey("Exif.Image.RowsPerStrip"));
+        if (rows != data.end() && rows->count() > 0) facts.rowsPerStrip = rows->toLong();
+        facts.tiled = data.findKey(Exiv2::ExifKey("Exif.Image.TileWidth")) != data.end();
+        return facts;
     } catch (const std::exception&) {
         return {};
     }

@@ -18,12 +18,17 @@ struct ExifFacts {
     std::optional<std::string> dateTimeOriginal;
     /// Model (0x0110) of IFD0, up to its first NUL, blanks kept.
     std::optional<std::string> model;
+    /// RowsPerStrip (0x0116) of IFD0, TIFF files only; absent means the whole image is one
+    /// strip.
+    std::optional<std::int64_t> rowsPerStrip;
+    /// Whether IFD0 is tiled (TileWidth, 0x0142, is present), TIFF files only.
+    bool tiled = false;
 };
 
 /// Reads a TIFF-structured EXIF block, with or without a leading "Exif\0\0" header.
 ExifFacts readExifBlock(std::span<const std::uint8_t> block);
 
-/// Reads IFD0 and the EXIF IFD of a TIFF file.
+/// Reads IFD0 and the EXIF IFD of a TIFF file, with its strip layout.
 ExifFacts readTiffFile(const std::filesystem::path& file);
 
 }  // namespace tessel::detail

@@ -38,10 +38,23 @@ struct JpegFrame {
 /// anything else, including arithmetic-coded and lossless JPEGs.
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg);
 
+/// Bytes libjpeg holds for a progressive frame's coefficients: 128 for every 8 × 8 block
+/// of every component, padded to whole MCUs, computed from the frame header's payload
+/// (`frame`, from its precision byte on). Nothing when `frame` is too short to be one.
+std::optional<std::uint64_t> progressiveCoefficientBytes(std::span<const std::uint8_t> frame);
+
+/// What decoding `file` holds at once beyond its output, from its first frame header alone:
+/// the coefficients of a progressive (or other multi-scan) frame, 0 for a sequential one.
+/// Nothing when no frame header comes before the first scan.
+std::optional<std::uint64_t> progressiveJpegBytes(const std::filesystem::path& file);
+
 /// Inspection's walk: markers from SOI through the entropy-coded scans to the first EOI
 /// (later images of a multi-picture file are not walked), read through a small window rather
 /// than whole. Nothing when the stream ends before EOI or has no scan.
 std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file);
+
+/// One 8 × 8 block of 16-bit DCT coefficients.
+constexpr std::uint64_t kCoefficientBlockBytes = 128;
 
 /// A JPEG file decoded at a reduced scale, before any colour management or turning.
 struct ScaledJpeg {
@@ -59,7 +72,8 @@ struct ScaledJpeg {
 /// smoothing: the picture is always reduced further and drawn smaller, where the two cannot
 /// be told apart, and replication is the cheaper. Nothing for CMYK and YCCK files, and nothing at
 /// the first warning or error: damaged data, an early end, anything libjpeg only complains about.
-/// The caller then has to take the slower, more forgiving way.
-std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size);
+/// The caller then has to take the slower, more forgiving way, unless `cut` is set: a
+/// progressive file whose scans end before their data does, which no decoder can complete.
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut);
 
 }  // namespace tessel::detail

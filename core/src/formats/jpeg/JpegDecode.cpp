@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <jerror.h>
 #include <unistd.h>
 
 #include "base/Handle.hpp"
@@ -14,13 +15,19 @@ namespace {
 // Any warning ends the decoding as an error does: the caller falls back to a decoder that
 // judges damage itself.
 void jumpOnWarning(j_common_ptr info, int level) {
-    if (level < 0) jumpOnError(info);
+    if (level >= 0) return;
+    const int code = info->err->msg_code;
+    if (info->is_decompressor && reinterpret_cast<j_decompress_ptr>(info)->progressive_mode &&
+        (code == JWRN_HIT_MARKER || code == JWRN_JPEG_EOF))
+        *static_cast<bool*>(info->client_data) = true;
+    jumpOnError(info);
 }
 
 class Decompressor {
 public:
-    Decompressor() {
+    explicit Decompressor(bool& cut) {
         info_.err = jumpingErrors(errors_);
+        info_.client_data = &cut;
         errors_.base.emit_message = jumpOnWarning;
     }
     ~Decompressor() {
@@ -88,7 +95,8 @@ private:
 
 }  // namespace
 
-std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size) {
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut) {
+    cut = false;
     const StdioFile stream(std::fopen(file.c_str(), "rbe"));
     if (!stream) return std::nullopt;
     // Anything but a JPEG is turned away before a buffer's worth of it is read; pread leaves
@@ -99,7 +107,7 @@ std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, in
     // libjpeg asks for 4 KB at a time; a larger buffer saves most of the system calls.
     std::setvbuf(stream.get(), nullptr, _IOFBF, std::size_t{256} * 1024);
     ScaledJpeg out;
-    Decompressor decompressor;
+    Decompressor decompressor(cut);
     if (!decompressor.run(stream.get(), std::max(size, 1), out) || out.width < 1 ||
         out.height < 1 || (out.components != 1 && out.components != 3))
         return std::nullopt;

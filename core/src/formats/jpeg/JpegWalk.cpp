@@ -92,7 +92,7 @@ enum class WalkEnd { endOfImage, stopped, broken };
 
 /// Walks the markers from SOI to the first EOI (later images of a multi-picture file are not
 /// walked). Every segment with a length (all but SOI, EOI, RSTn and TEM) is shown to
-/// visit(marker, head), `head` being the first bytes of its payload (up to 16), and then
+/// visit(marker, head), `head` being the first bytes of its payload (up to 32), and then
 /// passed over; after SOS the entropy-coded data is passed over too. visit returns false to
 /// stop. Stray bytes before a marker are skipped, as libjpeg does (it only warns).
 template <class Visit>
@@ -120,7 +120,7 @@ WalkEnd walkMarkers(ForwardReader& in, Visit visit) {
         if (!high || !low) return WalkEnd::broken;
         const std::size_t length = std::size_t{*high} << 8 | std::size_t{*low};
         if (length < 2) return WalkEnd::broken;
-        std::array<std::uint8_t, 16> head{};
+        std::array<std::uint8_t, 32> head{};
         const std::size_t headSize = std::min(length - 2, head.size());
         for (std::size_t i = 0; i < headSize; ++i) {
             const auto byte = in.next();
@@ -158,6 +158,50 @@ std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file) {
     });
     if (end != WalkEnd::endOfImage || !sawScan) return std::nullopt;
     return ContainerFacts{};
+}
+
+std::optional<std::uint64_t> progressiveCoefficientBytes(std::span<const std::uint8_t> frame) {
+    if (frame.size() < 6) return std::nullopt;
+    const std::uint64_t height = std::uint64_t{frame[1]} << 8 | frame[2];
+    const std::uint64_t width = std::uint64_t{frame[3]} << 8 | frame[4];
+    const std::size_t count = frame[5];
+    const auto blocks = [](std::uint64_t samples) { return (samples + 7) / 8; };
+    if (frame.size() < 6 + 3 * count) {
+        // Sampling factors beyond the bytes at hand: every component counted at full size.
+        return blocks(width) * blocks(height) * count * kCoefficientBlockBytes;
+    }
+    std::uint64_t hMax = 1, vMax = 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        hMax = std::max<std::uint64_t>(hMax, frame[7 + 3 * i] >> 4);
+        vMax = std::max<std::uint64_t>(vMax, frame[7 + 3 * i] & 0x0F);
+    }
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint64_t h = std::max<std::uint64_t>(1, frame[7 + 3 * i] >> 4);
+        const std::uint64_t v = std::max<std::uint64_t>(1, frame[7 + 3 * i] & 0x0F);
+        // libjpeg pads each component's blocks to whole MCUs.
+        const std::uint64_t across = (blocks((width * h + hMax - 1) / hMax) + h - 1) / h * h;
+        const std::uint64_t down = (blocks((height * v + vMax - 1) / vMax) + v - 1) / v * v;
+        total += across * down * kCoefficientBlockBytes;
+    }
+    return total;
+}
+
+std::optional<std::uint64_t> progressiveJpegBytes(const std::filesystem::path& file) {
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor) return std::nullopt;
+    ForwardReader in(descriptor.get());
+    std::optional<std::uint64_t> bytes;
+    walkMarkers(in, [&](std::uint8_t marker, std::span<const std::uint8_t> head) {
+        if (marker == kStartOfScan) return false;
+        if (!isHuffmanFrame(marker) && !isOtherFrame(marker)) return true;
+        // Sequential frames are decoded a few rows at a time.
+        const bool progressive =
+            marker == 0xC2 || marker == 0xC6 || marker == 0xCA || marker == 0xCE;
+        bytes = progressive ? progressiveCoefficientBytes(head) : std::optional<std::uint64_t>(0);
+        return false;
+    });
+    return bytes;
 }
 
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg) {

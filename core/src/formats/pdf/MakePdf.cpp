@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include "tessel/TesselError.hpp"
 
@@ -30,8 +31,13 @@ std::optional<PdfImageData> embeddablePNG(std::span<const std::uint8_t> png) {
     if (!parts || parts->bitDepth != 8 || parts->interlace != 0 ||
         (parts->colorType != 0 && parts->colorType != 2))
         return std::nullopt;
-    PdfImageData image{PdfImageData::Filter::flatePng, parts->width, parts->height,
-                       parts->colorType == 2 ? 3 : 1,  {},           {}};
+    PdfImageData image{PdfImageData::Filter::flatePng,
+                       parts->width,
+                       parts->height,
+                       parts->colorType == 2 ? 3 : 1,
+                       {},
+                       {},
+                       {}};
     for (const auto chunk : parts->imageData)
         image.borrowed.push_back({chunk.data(), chunk.size()});
     return image;
@@ -84,8 +90,8 @@ PageImage pageFromEncoded(const std::vector<std::uint8_t>& bytes) {
     if (auto decoded = decodePNG(bytes)) return pageFromDecodedPNG(*decoded);
     const auto frame = readJPEGFrame(bytes);
     if (!frame || (frame->components != 1 && frame->components != 3)) fail();
-    PdfImageData image{PdfImageData::Filter::dct, frame->width, frame->height,
-                       frame->components,         {},           {}};
+    PdfImageData image{
+        PdfImageData::Filter::dct, frame->width, frame->height, frame->components, {}, {}, {}};
     image.borrowed.push_back({bytes.data(), bytes.size()});
     return {std::move(image), std::nullopt};
 }
@@ -104,7 +110,46 @@ std::string pdfNumber(double value) {
     return number == "-0" ? "0" : number;
 }
 
+// Points an image at the spool instead of memory: pieces borrowed from `page` (the bytes of
+// the spool's `where`) become ranges of the spool file, samples of its own are spooled.
+void moveToSpool(PdfImageData& image, PageSpool& spool, const std::vector<std::uint8_t>& page,
+                 SpoolExtent where) {
+    for (const auto& piece : image.borrowed)
+        image.fromFile.push_back(
+            {spool.descriptor(),
+             where.offset + static_cast<std::uint64_t>(piece.bytes - page.data()), piece.size});
+    image.borrowed.clear();
+    if (!image.owned.empty()) {
+        const SpoolExtent own = spool.append(
+            {reinterpret_cast<const std::uint8_t*>(image.owned.data()), image.owned.size()});
+        image.fromFile.push_back({spool.descriptor(), own.offset, own.size});
+        std::string().swap(image.owned);
+    }
+}
+
 }  // namespace
+
+void makePDF(PageSpool& spool, SheetSize size, const PdfSink& sink) {
+    const std::string width = pdfNumber(size.width);
+    const std::string height = pdfNumber(size.height);
+    try {
+        PdfBuilder builder;
+        for (std::size_t i = 0; i < spool.pageCount(); ++i) {
+            const std::vector<std::uint8_t> bytes = spool.read(i);
+            PageImage image = pageFromEncoded(bytes);
+            moveToSpool(image.color, spool, bytes, spool.extent(i));
+            if (image.alpha) moveToSpool(*image.alpha, spool, bytes, spool.extent(i));
+            builder.addPage(width, height, std::move(image.color), std::move(image.alpha));
+        }
+        builder.finish(sink);
+    } catch (const TesselError&) {
+        throw;
+    } catch (const std::system_error&) {
+        throw;
+    } catch (const std::exception&) {
+        fail();
+    }
+}
 
 std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
                                   SheetSize size) {

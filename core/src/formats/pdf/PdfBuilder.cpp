@@ -1,7 +1,10 @@
 #include "formats/pdf/PdfBuilder.hpp"
 
+#include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <map>
+#include <stdexcept>
 #include <utility>
 
 #include <qpdf/Pipeline.hh>
@@ -10,6 +13,7 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
+#include <unistd.h>
 
 namespace tessel::detail {
 namespace {
@@ -24,7 +28,9 @@ public:
 
     void provideStreamData(QPDFObjGen const& stream, Pipeline* pipeline) override {
         const PdfImageData& image = images_.at(stream);
-        if (image.borrowed.empty()) {
+        if (!image.fromFile.empty()) {
+            for (const auto& range : image.fromFile) copyRange(range, pipeline);
+        } else if (image.borrowed.empty()) {
             pipeline->write(reinterpret_cast<const unsigned char*>(image.owned.data()),
                             image.owned.size());
         } else {
@@ -33,6 +39,7 @@ public:
         pipeline->finish();
     }
 
+    /// The bytes held in memory.
     std::size_t totalSize() const {
         std::size_t total = 0;
         for (const auto& [stream, image] : images_) {
@@ -43,20 +50,35 @@ public:
     }
 
 private:
+    static void copyRange(const PdfImageData::FileRange& range, Pipeline* pipeline) {
+        std::vector<unsigned char> buffer(std::size_t{1} << 18);
+        std::uint64_t offset = range.offset;
+        std::uint64_t left = range.size;
+        while (left > 0) {
+            const auto want =
+                static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer.size()));
+            const ssize_t got =
+                ::pread(range.descriptor, buffer.data(), want, static_cast<off_t>(offset));
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) throw std::runtime_error("cannot read a page's samples back");
+            pipeline->write(buffer.data(), static_cast<std::size_t>(got));
+            offset += static_cast<std::uint64_t>(got);
+            left -= static_cast<std::uint64_t>(got);
+        }
+    }
+
     std::map<QPDFObjGen, PdfImageData> images_;
 };
 
-// The end of the writer's pipeline: appends to the result vector.
-class AppendToVector final : public Pipeline {
+// The end of the writer's pipeline: hands every piece to the sink.
+class ToSink final : public Pipeline {
 public:
-    explicit AppendToVector(std::vector<std::uint8_t>& out) : Pipeline("pdf", nullptr), out_(out) {}
-    void write(unsigned char const* data, std::size_t length) override {
-        out_.insert(out_.end(), data, data + length);
-    }
+    explicit ToSink(const PdfSink& sink) : Pipeline("pdf", nullptr), sink_(sink) {}
+    void write(unsigned char const* data, std::size_t length) override { sink_(data, length); }
     void finish() override {}
 
 private:
-    std::vector<std::uint8_t>& out_;
+    const PdfSink& sink_;
 };
 
 QPDFObjectHandle makeImageStream(
@@ -121,15 +143,21 @@ std::vector<std::uint8_t> PdfBuilder::finish() {
     constexpr std::size_t kStructureBytes = 4096;
     document.reserve(state_->samples->totalSize() +
                      kStructureBytes * (1 + state_->pdf.getObjectCount()));
-    AppendToVector sink(document);
+    finish([&document](const unsigned char* bytes, std::size_t size) {
+        document.insert(document.end(), bytes, bytes + size);
+    });
+    return document;
+}
+
+void PdfBuilder::finish(const PdfSink& sink) {
+    ToSink pipeline(sink);
     QPDFWriter writer(state_->pdf);
-    writer.setOutputPipeline(&sink);
+    writer.setOutputPipeline(&pipeline);
     // Image streams are already compressed; they are written exactly as given.
     writer.setDecodeLevel(qpdf_dl_none);
     writer.setDeterministicID(true);
     writer.setMinimumPDFVersion("1.4");  // soft masks
     writer.write();
-    return document;
 }
 
 }  // namespace tessel::detail

@@ -5,6 +5,7 @@
 // are built as C++17 with clang, and this header uses nothing newer.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,7 +31,18 @@ struct PdfImageData {
         std::size_t size = 0;
     };
     std::vector<Piece> borrowed;
+    /// Or else pieces of an open file, read only while the document is written, so the
+    /// samples of a document of thousands of pages never wait in memory.
+    struct FileRange {
+        int descriptor = -1;
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0;
+    };
+    std::vector<FileRange> fromFile;
 };
+
+/// Takes the document's bytes as they are written.
+using PdfSink = std::function<void(const unsigned char* bytes, std::size_t size)>;
 
 /// Builds a PDF page by page. Every method throws `std::exception` when qpdf fails.
 class PdfBuilder {
@@ -49,6 +61,9 @@ public:
     /// the image data exactly as given. The bytes are written straight into the result; the
     /// document is never held twice.
     std::vector<std::uint8_t> finish();
+
+    /// The same document, handed to `sink` piece by piece as it is written.
+    void finish(const PdfSink& sink);
 
 private:
     struct State;

@@ -1,0 +1,27 @@
+#pragma once
+// How much memory decoding an image file will take, judged from its headers before any pixel
+// is decoded, and the budget that refuses files that would take too much.
+
+#include <cstdint>
+#include <filesystem>
+
+#include <vips/vips.h>
+
+namespace tessel::detail {
+
+/// What the loader of `file` holds at once while decoding it, from `header` (a libvips image
+/// of the file whose pixels have not been read) and, for JPEG and TIFF, the file's own
+/// headers: a progressive JPEG's coefficients, an interlaced PNG's whole image, a GIF's
+/// canvas, a HEIF image and its planes, a TIFF's largest strip. Formats decoded a few rows at
+/// a time count nothing. The maximum when `file`'s headers cannot be read.
+std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file);
+
+/// Whether decoding `file` to at most `maxPixelSize` on its longer side (0: only the
+/// loader's own needs) stays within `TesselRenderer::decodingBudget()`.
+bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
+                          std::int64_t maxPixelSize = 0);
+
+/// The same, reading the header of `file` first (false when it cannot be read).
+bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize);
+
+}  // namespace tessel::detail
