@@ -3,8 +3,10 @@
 # local HTTPS server, the user presses Return on the "A new version of Tessel is available"
 # alert (its default button is "Update Now"), and 0.2 must be what runs afterwards.
 #
-# Usage: scripts/release/e2e-update.sh --key SECRETKEY [--port PORT] [--keep]
-#   --key   the maker's secret key (the one whose public half is app/update/release-key.pub)
+# Usage: scripts/release/e2e-update.sh --key SECRETKEY [--public-key PUBKEY] [--port PORT] [--keep]
+#   --key   the secret key that signs both releases
+#   --public-key  its public half, compiled into both builds (default app/update/release-key.pub,
+#           the maker's; a throwaway pair from `tessel-sign keygen` runs the same path)
 #   --port  the local server's port (default 8443)
 #   --keep  leave the scratch folder for inspection
 #
@@ -19,16 +21,19 @@ cd "$(dirname "$0")/../.."
 fail() { echo "e2e-update: $*" >&2; exit 1; }
 say() { echo "e2e-update: $*"; }
 
-key="" port=8443 keep=no
+key="" publicKey=app/update/release-key.pub port=8443 keep=no
 while [ $# -gt 0 ]; do
   case "$1" in
     --key) key="$2"; shift 2 ;;
+    --public-key) publicKey="$2"; shift 2 ;;
     --port) port="$2"; shift 2 ;;
     --keep) keep=yes; shift ;;
     *) fail "unknown argument $1 (see the top of $0)" ;;
   esac
 done
 [ -r "$key" ] || fail "--key SECRETKEY is required and must be readable"
+[ -r "$publicKey" ] || fail "the public key $publicKey cannot be read"
+publicKey=$(realpath "$publicKey")
 for tool in Xvfb xdotool python3 openssl; do
   command -v "$tool" >/dev/null || fail "$tool is missing (scripts/install-deps.sh installs it)"
 done
@@ -52,7 +57,7 @@ for version in 0.1 0.2; do
   if [ ! -f "$build/CMakeCache.txt" ]; then
     cmake --preset release -B "$build" -DTESSEL_VERSION="$version" -DTESSEL_BUILD_BENCH=OFF \
       -DTESSEL_UPDATE_MANIFEST_URL="$manifest" -DTESSEL_UPDATE_CA_BUNDLE="$serve.tls/ca.pem" \
-      >"$work/configure-$version.log"
+      -DTESSEL_RELEASE_PUBLIC_KEY_FILE="$publicKey" >"$work/configure-$version.log"
   fi
   say "building $version ($build)"
   nice -n 10 cmake --build "$build" -j2 --target tessel tessel-sheet tessel-sign \
