@@ -215,6 +215,17 @@ TEST(DecodingBudget, EachFormatIsJudgedByWhatItsDecoderHolds) {
     EXPECT_EQ(loaderBytesOf(folder / "screen.gif"), 20000ull * 20000 * 5);
 }
 
+TEST(DecodingBudget, TheDefaultLeavesRoomForA200MegapixelPanorama) {
+    // 20 000 × 10 000, 4:2:0 progressive: every coefficient of the three planes is held.
+    const Bytes frame = {8, 0x27, 0x10, 0x4E, 0x20, 3, 1, 0x22, 0, 2, 0x11, 1, 3, 0x11, 1};
+    const auto budget = static_cast<std::uint64_t>(TesselRenderer::decodingBudget());
+    EXPECT_LE(detail::progressiveCoefficientBytes(frame).value_or(budget + 1), budget);
+    // An interlaced PNG of 14 142 × 14 142 is held whole as well.
+    TemporaryFolder folder;
+    writeBytes(folder / "panorama.png", claimedPng(14142, true));
+    EXPECT_LE(loaderBytesOf(folder / "panorama.png"), budget);
+}
+
 TEST(DecodingBudget, HugeHeadersAreRefusedByNameBeforeAnyDecoding) {
     // Each of these took gigabytes and minutes when decoded as its header asks.
     TemporaryFolder folder;
