@@ -384,7 +384,7 @@ TEST(Render, StopsAtTheNextPictureOrPageOnceCancelled) {
 
     // Cancelled when the first page is reported: each of the two workers may finish the
     // picture it has begun, and takes no other. How far the workers got before the report
-    // reached this thread depends on the machine, so the count is taken at that moment.
+    // reached this thread depends on the machine, so the count is taken right after.
     constexpr int workers = 2;
     RenderCancellation during;
     std::int64_t decodedWhenCancelled = -1;
@@ -394,8 +394,8 @@ TEST(Render, StopsAtTheNextPictureOrPageOnceCancelled) {
                                             .progress =
                                                 [&](std::int64_t, std::int64_t) {
                                                     if (during.isCancelled()) return;
-                                                    decodedWhenCancelled = cache.counts().decoded;
                                                     during.cancel();
+                                                    decodedWhenCancelled = cache.counts().decoded;
                                                 }},
                                            workers),
                  RenderCancelled);
