@@ -208,8 +208,11 @@ TEST(Pages, AreEstimatedUntilAPreviewExistsAndFollowIt) {
     EXPECT_EQ(model.pageCount(), 1);
     model.editRecipe([](SheetRecipe& recipe) { recipe.columns = 3, recipe.rows = 2; });
     addImages(harness, 7);
-    EXPECT_EQ(model.pageCount(), 2);  // before the preview arrives
+    ASSERT_EQ(model.items().size(), 7u) << model.errorMessage().value_or("").toStdString();
+    EXPECT_EQ(model.pageCount(), 2);  // estimated while no preview exists
     harness.settle();
+    ASSERT_TRUE(model.previewResult().has_value())
+        << model.errorMessage().value_or("").toStdString();
     ASSERT_EQ(model.previewResult()->pages.size(), 2u);
     EXPECT_EQ(model.currentPreviewData().toStdString(),
               std::string(model.previewResult()->pages[0].begin(),
