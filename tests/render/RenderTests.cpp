@@ -110,9 +110,14 @@ TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
 
     const auto single = detail::renderWithWorkers(inputs, r, {}, 1);
     EXPECT_EQ(single.pages.size(), 2u);
+    // From a warm cache pictures are ready at once, so workers park them and draw pages
+    // side by side.
+    PictureCache cache;
     for (int workers : {2, 3, 8}) {
-        const auto several = detail::renderWithWorkers(inputs, r, {}, workers);
-        EXPECT_TRUE(several == single) << workers << " workers";
+        EXPECT_TRUE(detail::renderWithWorkers(inputs, r, {}, workers) == single)
+            << workers << " workers";
+        EXPECT_TRUE(detail::renderWithWorkers(inputs, r, {.pictures = &cache}, workers) == single)
+            << workers << " workers with a cache";
     }
 }
 
@@ -300,6 +305,11 @@ TEST(PictureCache, SmallerCellsReduceCachedPicturesOnlyWhenNearestIsAllowed) {
     // Back to three columns: the decoded pictures are still there.
     TesselRenderer::render(inputs, three, nearest);
     EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 4, 4}));
+    // Slightly smaller cells draw the pictures they have as they are.
+    SheetRecipe spaced = three;
+    spaced.spacing += 12;
+    TesselRenderer::render(inputs, spaced, nearest);
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 8, 4}));
     // A reduced picture never stands in for an exact one.
     EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &previews}) ==
                 TesselRenderer::render(inputs, four));

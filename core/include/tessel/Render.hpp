@@ -85,9 +85,9 @@ enum class CachedPictures {
     /// Only pictures decoded at the very bound a cell asks for: the result is byte for byte
     /// that of a render without a cache.
     exact,
-    /// Also a larger cached picture reduced in memory, or one slightly smaller than the bound
-    /// (down to four fifths of it) as it is. For previews: an edit that resizes the cells
-    /// decodes nothing, and the pages differ from an exact render only in resampling.
+    /// Also a cached picture within a fifth of the bound either way, as it is, or a larger
+    /// one reduced in memory. For previews: an edit that resizes the cells decodes nothing,
+    /// and the pages differ from an exact render only in resampling.
     nearest,
 };
 

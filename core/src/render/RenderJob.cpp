@@ -1,5 +1,6 @@
 #include "render/RenderJob.hpp"
 
+#include <algorithm>
 #include <system_error>
 
 #include "base/Fatal.hpp"
@@ -9,20 +10,40 @@
 
 namespace tessel::detail {
 
+namespace {
+
+/// The cells of the fullest page: the first one, as pages fill in order.
+std::size_t cellsPerPage(const std::vector<SheetCell>& cells) {
+    std::size_t count = 0;
+    while (count < cells.size() && cells[count].page == cells.front().page) ++count;
+    return std::max<std::size_t>(count, 1);
+}
+
+}  // namespace
+
 RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
                      const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
                      const RenderOptions& options, PageSpool* spool)
     : inputs_(inputs),
       cells_(cells),
       recipe_(recipe),
-      parkingLimit_(workers),
+      // A page's worth of pictures per worker lets a worker whose page is being drawn move on
+      // to the next page instead of waiting.
+      parkingLimit_(workers * cellsPerPage(cells)),
       cache_(options.pictures),
       reuse_(options.reuse),
       cancellation_(options.cancellation),
       spool_(spool),
+      pages_(pageCount),
+      failedCell_(cells.size()),
       encoded_(pageCount),
       pageEncoded_(pageCount, false) {
     if (inputs.size() < cells.size()) fatal("fewer inputs than cells");
+    for (std::size_t index = cells.size(); index-- > 0;) {
+        const auto page = static_cast<std::size_t>(cells[index].page);
+        if (page >= pageCount) fatal("a cell beyond the last page");
+        pages_[page].nextToDraw = index;
+    }
 }
 
 void RenderJob::work(ProgressCount& progress) noexcept {
@@ -55,31 +76,29 @@ void RenderJob::takeCells(ProgressCount& progress) {
         const std::size_t index = nextCell_.fetch_add(1);
         if (index >= cells_.size()) return;
         {
+            // Cells are taken in order: once this one needs no work, no later one does.
             const std::lock_guard lock(mutex_);
-            if (stopped_) return;
+            if (abandonedLocked(index)) return;
         }
         if (cancelled()) return;
         Decoded decoded = decode(index);
 
+        PageState& page = pages_[static_cast<std::size_t>(cells_[index].page)];
         std::unique_lock lock(mutex_);
+        const auto myTurn = [&] { return !page.drawing && page.nextToDraw == index; };
         drawingChanged_.wait(lock, [&] {
-            return stopped_ || (!drawing_ && nextToDraw_ == index) ||
-                   parked_.size() < parkingLimit_;
+            return abandonedLocked(index) || myTurn() || parked_.size() < parkingLimit_;
         });
-        if (stopped_) return;
-        if (drawing_ || nextToDraw_ != index) {
+        if (abandonedLocked(index)) return;
+        if (!myTurn()) {
             parked_.emplace(index, std::move(decoded));
             continue;
         }
-        drawing_ = true;
+        page.drawing = true;
         lock.unlock();
 
-        std::vector<FinishedPage> finished;
-        if (!drawFrom(index, std::move(decoded), finished)) return;
-        for (const auto& [page, bitmap] : finished) {
-            if (cancelled()) return;
-            encodePage(page, bitmap, progress);
-        }
+        const std::optional<FinishedPage> finished = drawFrom(index, std::move(decoded));
+        if (finished && !cancelled()) encodePage(finished->first, finished->second, progress);
     }
 }
 
@@ -91,24 +110,34 @@ RenderJob::Decoded RenderJob::decode(std::size_t index) const {
     }
 }
 
-bool RenderJob::drawFrom(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished) {
+std::optional<RenderJob::FinishedPage> RenderJob::drawFrom(std::size_t index, Decoded decoded) {
+    const auto pageIndex = static_cast<std::size_t>(cells_[index].page);
+    PageState& page = pages_[pageIndex];
     for (;;) {
+        std::optional<Bitmap> bitmap;
         try {
-            drawOne(index, std::move(decoded), finished);
+            bitmap = drawOne(index, std::move(decoded));
         } catch (const TesselError& error) {
             const std::lock_guard lock(mutex_);
-            if (!drawError_) drawError_ = error;
-            stopLocked();
-            return false;
+            failLocked(index, error);
+            page.drawing = false;
+            drawingChanged_.notify_all();
+            return std::nullopt;
         }
         const bool stopNow = cancelled();
         const std::lock_guard lock(mutex_);
-        nextToDraw_ = index + 1;
-        const auto next = parked_.find(nextToDraw_);
-        if (stopNow || stopped_ || next == parked_.end()) {
-            drawing_ = false;
+        page.nextToDraw = index + 1;
+        if (bitmap) {
+            page.drawing = false;
             drawingChanged_.notify_all();
-            return !stopped_;
+            if (abandonedLocked(index)) return std::nullopt;
+            return FinishedPage{pageIndex, std::move(*bitmap)};
+        }
+        const auto next = parked_.find(index + 1);
+        if (stopNow || abandonedLocked(index + 1) || next == parked_.end()) {
+            page.drawing = false;
+            drawingChanged_.notify_all();
+            return std::nullopt;
         }
         index = next->first;
         decoded = std::move(next->second);
@@ -118,17 +147,18 @@ bool RenderJob::drawFrom(std::size_t index, Decoded decoded, std::vector<Finishe
     }
 }
 
-void RenderJob::drawOne(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished) {
+std::optional<Bitmap> RenderJob::drawOne(std::size_t index, Decoded decoded) {
+    PageState& page = pages_[static_cast<std::size_t>(cells_[index].page)];
     // The page is made before its first picture is looked at, as drawing it alone would.
-    if (!openPage_) openPage_ = makePage(recipe_);
+    if (!page.canvas) page.canvas = makePage(recipe_);
     if (decoded.error) throw *decoded.error;
-    drawCell(*openPage_, inputs_[index], cells_[index], *decoded.picture, recipe_);
+    drawCell(*page.canvas, inputs_[index], cells_[index], *decoded.picture, recipe_);
     const bool lastOfPage =
         index + 1 == cells_.size() || cells_[index + 1].page != cells_[index].page;
-    if (lastOfPage) {
-        finished.emplace_back(static_cast<std::size_t>(cells_[index].page), openPage_->finish());
-        openPage_.reset();
-    }
+    if (!lastOfPage) return std::nullopt;
+    Bitmap bitmap = page.canvas->finish();
+    page.canvas.reset();
+    return bitmap;
 }
 
 void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress) {
@@ -165,6 +195,19 @@ std::size_t RenderJob::encodedInARowLocked() const {
     std::size_t count = 0;
     while (count < pageEncoded_.size() && pageEncoded_[count]) ++count;
     return count;
+}
+
+void RenderJob::failLocked(std::size_t index, const TesselError& error) {
+    if (index < failedCell_) {
+        failedCell_ = index;
+        drawError_ = error;
+    }
+    drawingChanged_.notify_all();
+}
+
+bool RenderJob::abandonedLocked(std::size_t index) const {
+    // Cells before a failure still run: one of them may fail too, and it would outrank it.
+    return stopped_ || index > failedCell_;
 }
 
 bool RenderJob::cancelled() {

@@ -28,13 +28,15 @@ namespace tessel::detail {
 
 /// One render shared by its worker threads.
 ///
-/// Workers take cells in sheet order and decode their pictures at the same time. Pictures
-/// are drawn strictly in sheet order by one worker at a time (the drawer); a picture that is
-/// ready before its turn is parked, up to one per worker, and its worker goes on decoding.
-/// The drawer draws every parked picture that follows in order, so pages come out the same
-/// whatever the number of workers and the first failure in sheet order is the one reported.
-/// A finished page is encoded by the worker that drew it and its bitmap dropped at once; the
-/// pages encoded in a row from the first are the job's progress. Pictures come through the
+/// Workers take cells in sheet order and decode their pictures at the same time. Each page's
+/// pictures are drawn strictly in sheet order by one worker at a time (that page's drawer),
+/// while different pages are drawn by different workers at once. A picture that is ready
+/// before its turn is parked, up to a page's worth per worker, and its worker goes on with the
+/// next cell, so a worker that finds its page busy moves on to the next page. A page's drawer
+/// draws every parked picture that follows in order, so pages come out the same whatever the
+/// number of workers, and the first failure in sheet order is the one reported. A finished
+/// page is encoded by the worker that drew it and its bitmap dropped at once; the pages
+/// encoded in a row from the first are the job's progress. Pictures come through the
 /// options' cache when there is one; the options' cancellation is looked at before every
 /// picture and page.
 class RenderJob final : public PoolJob {
@@ -63,15 +65,27 @@ private:
         SharedPicture picture;
         std::optional<TesselError> error;
     };
+    /// Where the drawing of one page stands.
+    struct PageState {
+        std::unique_ptr<PageCanvas> canvas;  // only the page's drawer touches it
+        std::size_t nextToDraw = 0;          // a cell index
+        bool drawing = false;
+    };
     using FinishedPage = std::pair<std::size_t, Bitmap>;
 
     void takeCells(ProgressCount& progress);
     Decoded decode(std::size_t index) const;
-    /// Draws cell `index` and the parked cells after it; false when the render stopped.
-    bool drawFrom(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished);
-    void drawOne(std::size_t index, Decoded decoded, std::vector<FinishedPage>& finished);
+    /// Draws cell `index` and the parked cells of its page after it. The page's bitmap comes
+    /// back once its last cell is drawn; nothing comes back when the render failed or stopped.
+    std::optional<FinishedPage> drawFrom(std::size_t index, Decoded decoded);
+    /// Draws one cell; the page's bitmap once it was its last.
+    std::optional<Bitmap> drawOne(std::size_t index, Decoded decoded);
     void encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress);
     std::size_t encodedInARowLocked() const;
+    /// Keeps the failure of the earliest cell in sheet order; later cells are not started.
+    void failLocked(std::size_t index, const TesselError& error);
+    /// True when cell `index` needs no work any more.
+    bool abandonedLocked(std::size_t index) const;
     void stopLocked();
     /// True, and the job stopped, once the render is cancelled.
     bool cancelled();
@@ -86,16 +100,15 @@ private:
     PageSpool* const spool_;
 
     std::atomic<std::size_t> nextCell_{0};
-    std::unique_ptr<PageCanvas> openPage_;  // only the drawer touches it
 
-    std::mutex mutex_;  // guards everything below
+    std::mutex mutex_;  // guards everything below, and hands each page's canvas over
     std::condition_variable drawingChanged_;
-    std::size_t nextToDraw_ = 0;
-    bool drawing_ = false;
+    std::vector<PageState> pages_;
     std::map<std::size_t, Decoded> parked_;
     bool stopped_ = false;
     bool cancelled_ = false;
     bool encodeFailed_ = false;
+    std::size_t failedCell_;  // the earliest failing cell, or the number of cells
     std::optional<TesselError> drawError_;
     std::exception_ptr unexpected_;
     std::vector<std::vector<std::uint8_t>> encoded_;
