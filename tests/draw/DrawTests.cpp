@@ -38,13 +38,16 @@ TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
     save(solidImage(40, 40, {65535, 0, 32768}, VIPS_FORMAT_USHORT), folder / "deep.png");
     save(solidImage(40, 40, {128}), folder / "grey.png");
     save(solidImage(40, 40, {0, 0, 255, 128}), folder / "half.png");
+    // HEIF comes from a libvips module, the one module loaded.
+    save(solidImage(40, 40, {0, 0, 255}), folder / "blue.heic", "[Q=90]");
     using Case = std::tuple<const char*, Rgba, int>;  // file, unpremultiplied colour, tolerance
     for (const auto& [name, expected, tolerance] :
          std::vector<Case>{{"p3.jpg", green, 12},
                            {"cmyk.jpg", red, 75},
                            {"deep.png", {255, 0, 128, 255}, 2},
                            {"grey.png", {128, 128, 128, 255}, 2},
-                           {"half.png", {0, 0, 255, 128}, 2}}) {
+                           {"half.png", {0, 0, 255, 128}, 2},
+                           {"blue.heic", blue, 24}}) {
         const auto picture = decodeUpright(folder / name, 773);
         ASSERT_TRUE(picture) << name;
         EXPECT_EQ(std::pair(picture->width, picture->height), std::pair(40L, 40L)) << name;
