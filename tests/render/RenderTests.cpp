@@ -11,6 +11,9 @@
 #include "tessel/TesselError.hpp"
 
 #include "GeneratedImages.hpp"
+#include "draw/PageDrawing.hpp"
+#include "formats/Encode.hpp"
+#include "render/CellPictures.hpp"
 #include "render/RenderDriver.hpp"
 
 namespace tessel {
@@ -118,6 +121,40 @@ TEST(Render, GivesTheSameBytesOnOneThreadAsOnSeveral) {
             << workers << " workers";
         EXPECT_TRUE(detail::renderWithWorkers(inputs, r, {.pictures = &cache}, workers) == single)
             << workers << " workers with a cache";
+    }
+}
+
+TEST(Render, PagesEncodedWhileDrawnAreThePagesDrawnWhole) {
+    // Opaque PNG pages are encoded row by row while their later pictures are still being
+    // drawn; a row encoded too early would miss part of a picture or a caption.
+    TemporaryFolder folder;
+    const auto inputs = photos(folder, 9);
+    SheetRecipe contact = recipe(SheetPreset::contact);
+    contact.caption = SheetCaption::details;
+    SheetRecipe landscape = recipe(SheetPreset::proof);
+    landscape.orientation = SheetOrientation::landscape;
+    landscape.fit = SheetFit::fill;
+    landscape.spacing = 0;
+    landscape.captionFontSize = 72;
+    SheetRecipe strip = recipe(SheetPreset::contact);
+    strip.paper = SheetPaper::custom;
+    strip.customWidth = 400;
+    strip.customHeight = 3000;
+    strip.columns = 1;
+    strip.rows = 5;
+    for (const SheetRecipe& r : {contact, landscape, strip}) {
+        const auto rendered = detail::renderWithWorkers(inputs, r, {}, 2);
+        const auto cells = TesselRenderer::cells(std::ssize(inputs), r);
+        for (std::size_t page = 0; page < rendered.pages.size(); ++page) {
+            const auto canvas = detail::makePage(r);
+            for (std::size_t i = 0; i < cells.size(); ++i)
+                if (cells[i].page == static_cast<std::int64_t>(page))
+                    detail::drawCell(*canvas, inputs[i], cells[i],
+                                     detail::decodeForCell(inputs[i], cells[i]), r);
+            const auto whole = detail::encode(canvas->finish(), SheetOutputFormat::png, 1);
+            ASSERT_TRUE(whole);
+            EXPECT_TRUE(rendered.pages[page] == *whole) << "page " << page;
+        }
     }
 }
 

@@ -99,6 +99,11 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
     cairo_restore(cr);
 }
 
+const Bitmap& PageCanvas::pixels() const {
+    if (drawing_->surface) cairo_surface_flush(drawing_->surface.get());
+    return bitmap_;
+}
+
 Bitmap PageCanvas::finish() {
     CairoContext& context = drawing_->context;
     CairoSurface& surface = drawing_->surface;

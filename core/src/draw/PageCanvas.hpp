@@ -36,6 +36,9 @@ public:
     /// nothing.
     void drawCaption(std::string_view text, const SheetRect& band, const SheetRecipe& recipe);
 
+    /// The page as drawn so far, for rows that nothing drawn later can reach.
+    const Bitmap& pixels() const;
+
     /// The finished page; the canvas is spent afterwards. Throws
     /// `TesselError::cannotCreateContext` when drawing went wrong.
     Bitmap finish();

@@ -1,5 +1,7 @@
 #include "formats/Encode.hpp"
 
+#include <algorithm>
+
 #include "formats/BitmapRows.hpp"
 #include "formats/jpeg/Jpeg.hpp"
 #include "formats/png/Png.hpp"
@@ -19,6 +21,27 @@ std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutpu
     }
     return encodePNG(bitmap.width, bitmap.height, PngColor::rgba,
                      [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); });
+}
+
+OpaquePageWriter::OpaquePageWriter(std::unique_ptr<PngRowWriter> png) : png_(std::move(png)) {}
+
+OpaquePageWriter::~OpaquePageWriter() = default;
+
+std::unique_ptr<OpaquePageWriter> OpaquePageWriter::start(std::int64_t width, std::int64_t height) {
+    auto png = PngRowWriter::start(width, height, PngColor::rgb);
+    if (!png) return nullptr;
+    return std::unique_ptr<OpaquePageWriter>(new OpaquePageWriter(std::move(png)));
+}
+
+void OpaquePageWriter::writeRows(const Bitmap& page, std::int64_t end) {
+    png_->writeRows(std::min(end, page.height),
+                    [&](std::int64_t y, std::uint8_t* row) { rgbRow(page, y, row); });
+}
+
+std::optional<std::vector<std::uint8_t>> OpaquePageWriter::finish(const Bitmap& page) {
+    if (!isWellFormed(page) || !isOpaque(page)) return std::nullopt;
+    writeRows(page, page.height);
+    return png_->finish();
 }
 
 }  // namespace tessel::detail

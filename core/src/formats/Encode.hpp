@@ -2,6 +2,7 @@
 // Page encoding: one bitmap as PNG or JPEG bytes, and pages as one PDF document.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "base/Bitmap.hpp"
 #include "base/PageSpool.hpp"
 #include "formats/pdf/PdfBuilder.hpp"
+#include "formats/png/Png.hpp"
 
 namespace tessel::detail {
 
@@ -17,6 +19,27 @@ namespace tessel::detail {
 /// ignored). Nothing when encoding fails; never throws.
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
                                                 double quality);
+
+/// An opaque page encoded as PNG while it is drawn: rows go to the encoder as soon as
+/// nothing drawn later can reach them, so little is left to encode once the last picture is
+/// drawn. The bytes are those `encode` gives for the finished page.
+class OpaquePageWriter {
+public:
+    /// Nothing when the page is out of PNG's range or the encoder cannot start.
+    static std::unique_ptr<OpaquePageWriter> start(std::int64_t width, std::int64_t height);
+    ~OpaquePageWriter();
+    OpaquePageWriter(const OpaquePageWriter&) = delete;
+    OpaquePageWriter& operator=(const OpaquePageWriter&) = delete;
+
+    /// Encodes the rows of `page` not yet encoded, up to, not including, row `end`.
+    void writeRows(const Bitmap& page, std::int64_t end);
+    /// The PNG file of the finished `page`; nothing when encoding failed.
+    std::optional<std::vector<std::uint8_t>> finish(const Bitmap& page);
+
+private:
+    explicit OpaquePageWriter(std::unique_ptr<PngRowWriter> png);
+    std::unique_ptr<PngRowWriter> png_;
+};
 
 /// One PDF page per page that `encode` produced (PNG or JPEG bytes), each image stretched
 /// over a media box of `size` points, with no document information. The pages' compressed

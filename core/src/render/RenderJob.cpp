@@ -1,6 +1,7 @@
 #include "render/RenderJob.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <system_error>
 
 #include "base/Fatal.hpp"
@@ -19,6 +20,33 @@ std::size_t cellsPerPage(const std::vector<SheetCell>& cells) {
     return std::max<std::size_t>(count, 1);
 }
 
+/// The first row from the top of the page that drawing `cell` can touch.
+double firstRowReached(const SheetCell& cell, double pageHeight) {
+    double top = pageHeight - (cell.frame.y + cell.frame.height);
+    top = std::min(top, pageHeight - (cell.imageFrame.y + cell.imageFrame.height));
+    if (cell.captionFrame)
+        top = std::min(top, pageHeight - (cell.captionFrame->y + cell.captionFrame->height));
+    return top;
+}
+
+/// For each cell, the rows of its page that are final once it is drawn: those above every
+/// later cell of the page (pictures and captions are clipped to their frames), less one row
+/// for the edge a frame shares with the row above it.
+std::vector<std::int64_t> finalRowsAfterEachCell(const std::vector<SheetCell>& cells,
+                                                 double pageHeight) {
+    std::vector<std::int64_t> rows(cells.size(), 0);
+    double below = pageHeight;
+    for (std::size_t index = cells.size(); index-- > 0;) {
+        const bool lastOfPage =
+            index + 1 == cells.size() || cells[index + 1].page != cells[index].page;
+        if (lastOfPage) below = pageHeight;
+        const double limit = std::floor(below) - 1;
+        rows[index] = limit > 0 && std::isfinite(limit) ? static_cast<std::int64_t>(limit) : 0;
+        below = std::min(below, firstRowReached(cells[index], pageHeight));
+    }
+    return rows;
+}
+
 }  // namespace
 
 RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
@@ -27,6 +55,9 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
     : inputs_(inputs),
       cells_(cells),
       recipe_(recipe),
+      encodeWhileDrawing_(recipe.output != SheetOutputFormat::jpeg &&
+                          clampedComponent(recipe.background.alpha) >= 1),
+      finalRows_(finalRowsAfterEachCell(cells, std::trunc(recipe.pageSize().height))),
       // A page's worth of pictures per worker lets a worker whose page is being drawn move on
       // to the next page instead of waiting.
       parkingLimit_(workers * cellsPerPage(cells)),
@@ -97,8 +128,8 @@ void RenderJob::takeCells(ProgressCount& progress) {
         page.drawing = true;
         lock.unlock();
 
-        const std::optional<FinishedPage> finished = drawFrom(index, std::move(decoded));
-        if (finished && !cancelled()) encodePage(finished->first, finished->second, progress);
+        const std::optional<std::size_t> finished = drawFrom(index, std::move(decoded));
+        if (finished && !cancelled()) encodePage(*finished, progress);
     }
 }
 
@@ -110,13 +141,13 @@ RenderJob::Decoded RenderJob::decode(std::size_t index) const {
     }
 }
 
-std::optional<RenderJob::FinishedPage> RenderJob::drawFrom(std::size_t index, Decoded decoded) {
+std::optional<std::size_t> RenderJob::drawFrom(std::size_t index, Decoded decoded) {
     const auto pageIndex = static_cast<std::size_t>(cells_[index].page);
     PageState& page = pages_[pageIndex];
     for (;;) {
-        std::optional<Bitmap> bitmap;
+        bool lastOfPage = false;
         try {
-            bitmap = drawOne(index, std::move(decoded));
+            lastOfPage = drawOne(index, std::move(decoded));
         } catch (const TesselError& error) {
             const std::lock_guard lock(mutex_);
             failLocked(index, error);
@@ -127,11 +158,11 @@ std::optional<RenderJob::FinishedPage> RenderJob::drawFrom(std::size_t index, De
         const bool stopNow = cancelled();
         const std::lock_guard lock(mutex_);
         page.nextToDraw = index + 1;
-        if (bitmap) {
+        if (lastOfPage) {
             page.drawing = false;
             drawingChanged_.notify_all();
             if (abandonedLocked(index)) return std::nullopt;
-            return FinishedPage{pageIndex, std::move(*bitmap)};
+            return pageIndex;
         }
         const auto next = parked_.find(index + 1);
         if (stopNow || abandonedLocked(index + 1) || next == parked_.end()) {
@@ -147,21 +178,36 @@ std::optional<RenderJob::FinishedPage> RenderJob::drawFrom(std::size_t index, De
     }
 }
 
-std::optional<Bitmap> RenderJob::drawOne(std::size_t index, Decoded decoded) {
+bool RenderJob::drawOne(std::size_t index, Decoded decoded) {
     PageState& page = pages_[static_cast<std::size_t>(cells_[index].page)];
     // The page is made before its first picture is looked at, as drawing it alone would.
-    if (!page.canvas) page.canvas = makePage(recipe_);
+    if (!page.canvas) {
+        page.canvas = makePage(recipe_);
+        if (encodeWhileDrawing_) {
+            const Bitmap& pixels = page.canvas->pixels();
+            page.writer = OpaquePageWriter::start(pixels.width, pixels.height);
+        }
+    }
     if (decoded.error) throw *decoded.error;
     drawCell(*page.canvas, inputs_[index], cells_[index], *decoded.picture, recipe_);
     const bool lastOfPage =
         index + 1 == cells_.size() || cells_[index + 1].page != cells_[index].page;
-    if (!lastOfPage) return std::nullopt;
-    Bitmap bitmap = page.canvas->finish();
+    if (!lastOfPage) {
+        // Encoding the rows no later picture can reach overlaps it with the decoding of
+        // those pictures on the other workers.
+        if (page.writer) page.writer->writeRows(page.canvas->pixels(), finalRows_[index]);
+        return false;
+    }
+    page.finished = page.canvas->finish();
     page.canvas.reset();
-    return bitmap;
+    return true;
 }
 
-void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress) {
+void RenderJob::encodePage(std::size_t page, ProgressCount& progress) {
+    // The page's drawer is done with it: it is this thread's alone.
+    const Bitmap bitmap = std::move(*pages_[page].finished);
+    pages_[page].finished.reset();
+    const std::unique_ptr<OpaquePageWriter> writer = std::move(pages_[page].writer);
     {
         // After one failure the render can only end in an error, but later pages are still
         // drawn: an unreadable file further on outranks it.
@@ -171,7 +217,10 @@ void RenderJob::encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount
     const SheetOutputFormat format = recipe_.output == SheetOutputFormat::jpeg
                                          ? SheetOutputFormat::jpeg
                                          : SheetOutputFormat::png;
-    auto bytes = encode(bitmap, format, recipe_.jpegQuality);
+    // A page that turned out not opaque after all is encoded whole.
+    std::optional<std::vector<std::uint8_t>> bytes;
+    if (writer) bytes = writer->finish(bitmap);
+    if (!bytes) bytes = encode(bitmap, format, recipe_.jpegQuality);
     bool spooled = false;
     if (bytes && spool_) {
         try {

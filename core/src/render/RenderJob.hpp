@@ -22,6 +22,7 @@
 #include "base/PageSpool.hpp"
 #include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
+#include "formats/Encode.hpp"
 #include "render/PictureStore.hpp"
 
 namespace tessel::detail {
@@ -67,20 +68,23 @@ private:
     };
     /// Where the drawing of one page stands.
     struct PageState {
-        std::unique_ptr<PageCanvas> canvas;  // only the page's drawer touches it
-        std::size_t nextToDraw = 0;          // a cell index
+        // Only the page's drawer touches the canvas and the writer.
+        std::unique_ptr<PageCanvas> canvas;
+        std::unique_ptr<OpaquePageWriter> writer;  // for pages encoded while drawn
+        std::optional<Bitmap> finished;            // drawn, not yet encoded
+        std::size_t nextToDraw = 0;                // a cell index
         bool drawing = false;
     };
-    using FinishedPage = std::pair<std::size_t, Bitmap>;
 
     void takeCells(ProgressCount& progress);
     Decoded decode(std::size_t index) const;
-    /// Draws cell `index` and the parked cells of its page after it. The page's bitmap comes
-    /// back once its last cell is drawn; nothing comes back when the render failed or stopped.
-    std::optional<FinishedPage> drawFrom(std::size_t index, Decoded decoded);
-    /// Draws one cell; the page's bitmap once it was its last.
-    std::optional<Bitmap> drawOne(std::size_t index, Decoded decoded);
-    void encodePage(std::size_t page, const Bitmap& bitmap, ProgressCount& progress);
+    /// Draws cell `index` and the parked cells of its page after it. The page's index comes
+    /// back once its last cell is drawn (the page is then the caller's to encode); nothing
+    /// comes back when the render failed or stopped.
+    std::optional<std::size_t> drawFrom(std::size_t index, Decoded decoded);
+    /// Draws one cell; true when it was the page's last.
+    bool drawOne(std::size_t index, Decoded decoded);
+    void encodePage(std::size_t page, ProgressCount& progress);
     std::size_t encodedInARowLocked() const;
     /// Keeps the failure of the earliest cell in sheet order; later cells are not started.
     void failLocked(std::size_t index, const TesselError& error);
@@ -93,6 +97,9 @@ private:
     const std::vector<SheetInput>& inputs_;
     const std::vector<SheetCell>& cells_;
     const SheetRecipe& recipe_;
+    // Opaque PNG pages are encoded while drawn; after cell i, rows up to finalRows_[i] are.
+    const bool encodeWhileDrawing_;
+    std::vector<std::int64_t> finalRows_;
     const std::size_t parkingLimit_;
     PictureCache* const cache_;
     const CachedPictures reuse_;

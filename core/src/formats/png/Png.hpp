@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -23,6 +24,36 @@ using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 /// the size is out of PNG's range or the encoder fails.
 std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
                                                    PngColor color, const PngRowSource& rows);
+
+/// The same PNG written a few rows at a time, as they become ready: the bytes are those
+/// `encodePNG` gives for the same rows.
+class PngRowWriter {
+public:
+    /// Nothing when the size is out of PNG's range or the encoder cannot start.
+    static std::unique_ptr<PngRowWriter> start(std::int64_t width, std::int64_t height,
+                                               PngColor color);
+    ~PngRowWriter();
+    PngRowWriter(const PngRowWriter&) = delete;
+    PngRowWriter& operator=(const PngRowWriter&) = delete;
+
+    /// Rows written so far.
+    std::int64_t rowsWritten() const { return rowsWritten_; }
+    /// Writes rows from `rowsWritten()` up to, not including, `end` (at most the height).
+    bool writeRows(std::int64_t end, const PngRowSource& rows);
+    /// The file, once every row is written.
+    std::optional<std::vector<std::uint8_t>> finish();
+
+private:
+    struct Encoder;
+    explicit PngRowWriter(std::unique_ptr<Encoder> encoder, std::int64_t height,
+                          std::size_t rowBytes);
+
+    std::unique_ptr<Encoder> encoder_;
+    std::int64_t height_;
+    std::int64_t rowsWritten_ = 0;
+    bool failed_ = false;
+    std::vector<std::uint8_t> row_;
+};
 
 /// A decoded PNG as straight (not premultiplied) R, G, B, A bytes, rows top first.
 struct RgbaImage {

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <limits>
+#include <memory>
 
 #include "formats/png/Png.hpp"
 #include "formats/png/Spng.hpp"
@@ -38,42 +40,68 @@ std::int64_t channels(PngColor color) {
 
 }  // namespace
 
-std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
-                                                   PngColor color, const PngRowSource& rows) {
-    if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return std::nullopt;
-    SpngContext ctx{spng_ctx_new(SPNG_CTX_ENCODER)};
-    if (!ctx) return std::nullopt;
+struct PngRowWriter::Encoder {
+    SpngContext ctx;
+};
+
+PngRowWriter::PngRowWriter(std::unique_ptr<Encoder> encoder, std::int64_t height,
+                           std::size_t rowBytes)
+    : encoder_(std::move(encoder)), height_(height), row_(rowBytes) {}
+
+PngRowWriter::~PngRowWriter() = default;
+
+std::unique_ptr<PngRowWriter> PngRowWriter::start(std::int64_t width, std::int64_t height,
+                                                  PngColor color) {
+    if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return nullptr;
+    auto encoder = std::make_unique<Encoder>(Encoder{SpngContext{spng_ctx_new(SPNG_CTX_ENCODER)}});
+    spng_ctx* ctx = encoder->ctx.get();
+    if (!ctx) return nullptr;
 
     spng_ihdr ihdr{};
     ihdr.width = static_cast<std::uint32_t>(width);
     ihdr.height = static_cast<std::uint32_t>(height);
     ihdr.bit_depth = 8;
     ihdr.color_type = spngColorType(color);
-    if (spng_set_option(ctx.get(), SPNG_ENCODE_TO_BUFFER, 1) != 0 ||
-        spng_set_option(ctx.get(), SPNG_FILTER_CHOICE, kFilterChoice) != 0 ||
-        spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, kCompressionLevel) != 0 ||
-        spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_STRATEGY, kCompressionStrategy) != 0 ||
-        spng_set_ihdr(ctx.get(), &ihdr) != 0)
-        return std::nullopt;
-
+    if (spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1) != 0 ||
+        spng_set_option(ctx, SPNG_FILTER_CHOICE, kFilterChoice) != 0 ||
+        spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, kCompressionLevel) != 0 ||
+        spng_set_option(ctx, SPNG_IMG_COMPRESSION_STRATEGY, kCompressionStrategy) != 0 ||
+        spng_set_ihdr(ctx, &ihdr) != 0)
+        return nullptr;
     // Rows are converted one at a time so a page never exists twice in memory.
-    if (spng_encode_image(ctx.get(), nullptr, 0, SPNG_FMT_PNG,
+    if (spng_encode_image(ctx, nullptr, 0, SPNG_FMT_PNG,
                           SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) != 0)
-        return std::nullopt;
-    std::vector<std::uint8_t> row(static_cast<std::size_t>(width * channels(color)));
-    for (std::int64_t y = 0; y < height; ++y) {
-        rows(y, row.data());
-        const int status = spng_encode_row(ctx.get(), row.data(), row.size());
-        if (status == SPNG_EOI) break;
-        if (status != 0) return std::nullopt;
-    }
+        return nullptr;
+    return std::unique_ptr<PngRowWriter>(new PngRowWriter(
+        std::move(encoder), height, static_cast<std::size_t>(width * channels(color))));
+}
 
+bool PngRowWriter::writeRows(std::int64_t end, const PngRowSource& rows) {
+    end = std::min(end, height_);
+    for (; !failed_ && rowsWritten_ < end; ++rowsWritten_) {
+        rows(rowsWritten_, row_.data());
+        const int status = spng_encode_row(encoder_->ctx.get(), row_.data(), row_.size());
+        // The last row ends the image.
+        if (status != 0 && !(status == SPNG_EOI && rowsWritten_ + 1 == height_)) failed_ = true;
+    }
+    return !failed_;
+}
+
+std::optional<std::vector<std::uint8_t>> PngRowWriter::finish() {
+    if (failed_ || rowsWritten_ != height_) return std::nullopt;
     std::size_t length = 0;
     int error = 0;
-    const MallocPointer<void> buffer{spng_get_png_buffer(ctx.get(), &length, &error)};
+    const MallocPointer<void> buffer{spng_get_png_buffer(encoder_->ctx.get(), &length, &error)};
     if (!buffer || error != 0) return std::nullopt;
     const auto* bytes = static_cast<const std::uint8_t*>(buffer.get());
     return std::vector<std::uint8_t>(bytes, bytes + length);
+}
+
+std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
+                                                   PngColor color, const PngRowSource& rows) {
+    const auto writer = PngRowWriter::start(width, height, color);
+    if (!writer || !writer->writeRows(height, rows)) return std::nullopt;
+    return writer->finish();
 }
 
 }  // namespace tessel::detail
