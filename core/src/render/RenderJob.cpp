@@ -13,6 +13,10 @@ namespace tessel::detail {
 
 namespace {
 
+// Pictures parked ahead of their turn hold at most this many bytes, beyond one per worker:
+// a contact sheet's page of pictures per worker takes about 45 MB.
+constexpr std::int64_t kParkingBudget = std::int64_t{96} << 20;
+
 /// The cells of the fullest page: the first one, as pages fill in order.
 std::size_t cellsPerPage(const std::vector<SheetCell>& cells) {
     std::size_t count = 0;
@@ -60,6 +64,7 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
       finalRows_(finalRowsAfterEachCell(cells, std::trunc(recipe.pageSize().height))),
       // A page's worth of pictures per worker lets a worker whose page is being drawn move on
       // to the next page instead of waiting.
+      workers_(workers),
       parkingLimit_(workers * cellsPerPage(cells)),
       cache_(options.pictures),
       reuse_(options.reuse),
@@ -117,11 +122,11 @@ void RenderJob::takeCells(ProgressCount& progress) {
         PageState& page = pages_[static_cast<std::size_t>(cells_[index].page)];
         std::unique_lock lock(mutex_);
         const auto myTurn = [&] { return !page.drawing && page.nextToDraw == index; };
-        drawingChanged_.wait(lock, [&] {
-            return abandonedLocked(index) || myTurn() || parked_.size() < parkingLimit_;
-        });
+        drawingChanged_.wait(lock,
+                             [&] { return abandonedLocked(index) || myTurn() || mayParkLocked(); });
         if (abandonedLocked(index)) return;
         if (!myTurn()) {
+            if (decoded.picture) parkedBytes_ += std::ssize(decoded.picture->pixels);
             parked_.emplace(index, std::move(decoded));
             continue;
         }
@@ -173,6 +178,7 @@ std::optional<std::size_t> RenderJob::drawFrom(std::size_t index, Decoded decode
         index = next->first;
         decoded = std::move(next->second);
         parked_.erase(next);
+        if (decoded.picture) parkedBytes_ -= std::ssize(decoded.picture->pixels);
         // A parking place is free again.
         drawingChanged_.notify_all();
     }
@@ -252,6 +258,11 @@ void RenderJob::failLocked(std::size_t index, const TesselError& error) {
         drawError_ = error;
     }
     drawingChanged_.notify_all();
+}
+
+bool RenderJob::mayParkLocked() const {
+    return parked_.size() < workers_ ||
+           (parked_.size() < parkingLimit_ && parkedBytes_ < kParkingBudget);
 }
 
 bool RenderJob::abandonedLocked(std::size_t index) const {

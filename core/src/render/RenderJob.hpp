@@ -32,7 +32,8 @@ namespace tessel::detail {
 /// Workers take cells in sheet order and decode their pictures at the same time. Each page's
 /// pictures are drawn strictly in sheet order by one worker at a time (that page's drawer),
 /// while different pages are drawn by different workers at once. A picture that is ready
-/// before its turn is parked, up to a page's worth per worker, and its worker goes on with the
+/// before its turn is parked, up to a page's worth per worker within a memory budget (at
+/// least one per worker), and its worker goes on with the
 /// next cell, so a worker that finds its page busy moves on to the next page. A page's drawer
 /// draws every parked picture that follows in order, so pages come out the same whatever the
 /// number of workers, and the first failure in sheet order is the one reported. A finished
@@ -88,6 +89,8 @@ private:
     std::size_t encodedInARowLocked() const;
     /// Keeps the failure of the earliest cell in sheet order; later cells are not started.
     void failLocked(std::size_t index, const TesselError& error);
+    /// True when one more picture may be parked.
+    bool mayParkLocked() const;
     /// True when cell `index` needs no work any more.
     bool abandonedLocked(std::size_t index) const;
     void stopLocked();
@@ -100,7 +103,8 @@ private:
     // Opaque PNG pages are encoded while drawn; after cell i, rows up to finalRows_[i] are.
     const bool encodeWhileDrawing_;
     std::vector<std::int64_t> finalRows_;
-    const std::size_t parkingLimit_;
+    const std::size_t workers_;
+    const std::size_t parkingLimit_;  // pictures
     PictureCache* const cache_;
     const CachedPictures reuse_;
     const RenderCancellation* const cancellation_;
@@ -112,6 +116,7 @@ private:
     std::condition_variable drawingChanged_;
     std::vector<PageState> pages_;
     std::map<std::size_t, Decoded> parked_;
+    std::int64_t parkedBytes_ = 0;
     bool stopped_ = false;
     bool cancelled_ = false;
     bool encodeFailed_ = false;
