@@ -142,6 +142,15 @@ TEST_F(JpegWalk, ReachesTheEndThroughStuffingRestartsAndStrayBytes) {
     EXPECT_FALSE(walksJpeg(concat({soi, app, eoi})));   // no scan at all
     EXPECT_FALSE(walksJpeg(concat({soi, {0xFF, 0xE1, 0x40, 0x00, 0x01}})));  // segment past the end
     EXPECT_FALSE(walkJpeg(scratch / "missing.jpg"));
+
+    // A sequential file that ends with the marker is taken without reading its scan; one cut
+    // short, or progressive and cut after a segment that ends in FF D9, is walked and refused.
+    const Bytes sequential = {0xFF, 0xC0, 0x00, 0x03, 0x08},
+                progressive = {0xFF, 0xC2, 0x00, 0x03, 0x08};
+    EXPECT_TRUE(walksJpeg(concat({soi, sequential, scan, {0x00}, eoi})));
+    EXPECT_TRUE(walksJpeg(concat({soi, sequential, scan, eoi, {0x00, 0x00}})));  // bytes after it
+    EXPECT_FALSE(walksJpeg(concat({soi, sequential, scan, {0xFF}})));
+    EXPECT_FALSE(walksJpeg(concat({soi, progressive, scan, app})));
 }
 
 // The walk reads through a window: what straddles its edges must still be found.

@@ -147,9 +147,38 @@ WalkEnd walkMarkers(ForwardReader& in, Visit visit) {
 
 }  // namespace
 
+namespace {
+
+/// True when the file's last two bytes are an end-of-image marker.
+bool endsWithEndOfImage(int descriptor) {
+    const off_t size = ::lseek(descriptor, 0, SEEK_END);
+    std::array<std::uint8_t, 2> last{};
+    return size >= 4 && ::pread(descriptor, last.data(), last.size(), size - 2) == 2 &&
+           last[0] == 0xFF && last[1] == kEndOfImage;
+}
+
+}  // namespace
+
 std::optional<ContainerFacts> walkJpeg(const std::filesystem::path& file) {
     const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor) return std::nullopt;
+    {
+        // Most photographs are sequential and end with their image: when the headers of a
+        // sequential frame lead to its scan and the file's last bytes are the end-of-image
+        // marker, the entropy-coded data between need not be read (it never holds that
+        // marker: an FF there is followed by 00 or a restart number). Progressive files,
+        // whose scans are separated by segments, and anything else are walked.
+        ForwardReader headers(descriptor.get());
+        bool sequential = false;
+        const WalkEnd end =
+            walkMarkers(headers, [&](std::uint8_t marker, std::span<const std::uint8_t>) {
+                sequential = sequential || marker == 0xC0 || marker == 0xC1;
+                return marker != kStartOfScan;
+            });
+        if (end == WalkEnd::stopped && sequential && endsWithEndOfImage(descriptor.get()))
+            return ContainerFacts{};
+        if (::lseek(descriptor.get(), 0, SEEK_SET) != 0) return std::nullopt;
+    }
     ForwardReader in(descriptor.get());
     bool sawScan = false;
     const WalkEnd end = walkMarkers(in, [&](std::uint8_t marker, std::span<const std::uint8_t>) {
