@@ -38,7 +38,7 @@ TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
     save(solidImage(40, 40, {65535, 0, 32768}, VIPS_FORMAT_USHORT), folder / "deep.png");
     save(solidImage(40, 40, {128}), folder / "grey.png");
     save(solidImage(40, 40, {0, 0, 255, 128}), folder / "half.png");
-    // HEIF comes from a libvips module, the one module loaded.
+    // HEIF comes from a libvips module.
     save(solidImage(40, 40, {0, 0, 255}), folder / "blue.heic", "[Q=90]");
     using Case = std::tuple<const char*, Rgba, int>;  // file, unpremultiplied colour, tolerance
     for (const auto& [name, expected, tolerance] :
