@@ -6,6 +6,7 @@ find_package(Threads REQUIRED)
 
 # The core library (kept private: its public headers name only Tessel's own types).
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)                # decoding, headers
+pkg_get_variable(VIPS_PREFIX vips prefix)
 pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)              # EXIF tags
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)  # pages, captions
 pkg_check_modules(QPDF REQUIRED IMPORTED_TARGET libqpdf)             # PDF writing and reading

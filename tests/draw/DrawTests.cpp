@@ -1,5 +1,6 @@
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <tuple>
 
@@ -24,6 +25,14 @@ using testing::solidImage;
 using testing::TemporaryFolder;
 
 const Rgba red{255, 0, 0, 255}, green{0, 255, 0, 255}, blue{0, 0, 255, 255};
+
+TEST(DecodeUpright, LibvipsFindsItsPrefixSetBeforeAnyThreadCouldReadTheEnvironment) {
+    // Nothing has started libvips in this process yet; were the variable unset, libvips would
+    // set it when it starts, on whatever thread, racing with readers of the environment.
+    const char* home = std::getenv("VIPSHOME");
+    ASSERT_NE(home, nullptr);
+    EXPECT_TRUE(std::filesystem::is_directory(home)) << home;
+}
 
 TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
     TemporaryFolder folder;

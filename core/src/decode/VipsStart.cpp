@@ -14,6 +14,13 @@ namespace {
 // core never logs, so the messages are dropped rather than printed.
 void dropLogMessage(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
+// libvips records the install prefix it guesses in VIPSHOME as it starts, unless the variable
+// is set already. It starts on whichever thread first needs it, while other threads may be
+// reading the environment (libcurl reads its proxy variables), and changing the environment
+// then is a data race that can crash. So the variable is set while the program loads, on its
+// one thread, to the prefix libvips was built for; a value the user chose is kept.
+const bool vipsHomeSettled = [] { return setenv("VIPSHOME", TESSEL_VIPS_PREFIX, 0) == 0; }();
+
 }  // namespace
 
 void ensureVipsStarted() {
