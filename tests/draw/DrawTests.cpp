@@ -1,7 +1,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <iterator>
 #include <tuple>
 
 #include <gmock/gmock.h>
@@ -12,6 +14,7 @@
 #include "GeneratedImages.hpp"
 #include "decode/Decode.hpp"
 #include "draw/PageDrawing.hpp"
+#include "formats/jpeg/Jpeg.hpp"
 #include "render/CellPictures.hpp"
 
 namespace tessel {
@@ -73,6 +76,71 @@ TEST(DecodeUpright, ConvertsEveryKindOfPixelToSRGBWithinItsBound) {
     EXPECT_EQ(big->width, 773);
     EXPECT_NEAR(static_cast<double>(big->height), 773 * 0.75, 1);
     EXPECT_EQ(big->pixels.size(), static_cast<std::size_t>(big->stride() * big->height));
+}
+
+TEST(ScaledJpeg, FilesTakingManyReadsDecodeAsLibvipsDoesAndCutOnesFail) {
+    // Noise barely compresses, so this file takes several of the decoder's reads; with chroma
+    // at full resolution libvips's own loader gives the very same pixels.
+    TemporaryFolder folder;
+    testing::startVips();
+    std::vector<testing::TestImage> bands;
+    for (int seed = 1; seed <= 3; ++seed) {
+        VipsImage* noise = nullptr;
+        vips_gaussnoise(&noise, 900, 700, "mean", 128.0, "sigma", 70.0, "seed", seed, nullptr);
+        bands.emplace_back(noise);
+    }
+    VipsImage* joinedBands = nullptr;
+    VipsImage* inputs[] = {bands[0].get(), bands[1].get(), bands[2].get()};
+    ASSERT_EQ(vips_bandjoin(inputs, &joinedBands, 3, nullptr), 0);
+    const testing::TestImage noise(joinedBands);
+    VipsImage* eightBit = nullptr;
+    ASSERT_EQ(vips_cast_uchar(noise.get(), &eightBit, nullptr), 0);
+    VipsImage* tagged = nullptr;
+    const testing::TestImage cast(eightBit);
+    ASSERT_EQ(vips_copy(cast.get(), &tagged, "interpretation", VIPS_INTERPRETATION_sRGB, nullptr),
+              0);
+    save(testing::TestImage(tagged), folder / "noise.jpg", "[Q=98,subsample_mode=off]");
+    ASSERT_GT(std::filesystem::file_size(folder / "noise.jpg"), 4 * 256 * 1024u);
+
+    constexpr std::size_t kBytes = 900 * 700 * 3;
+    bool cut = false;
+    const auto picture = detail::decodeScaledJPEG(folder / "noise.jpg", 100'000, cut);
+    ASSERT_TRUE(picture);
+    ASSERT_EQ(std::tuple(picture->width, picture->height, picture->components),
+              std::tuple(900L, 700L, 3));
+    const testing::TestImage reference(
+        vips_image_new_from_file((folder / "noise.jpg").c_str(), nullptr));
+    std::size_t size = 0;
+    void* expected = vips_image_write_to_memory(reference.get(), &size);
+    ASSERT_EQ(size, kBytes);
+    EXPECT_EQ(std::memcmp(picture->pixels.get(), expected, kBytes), 0);
+    g_free(expected);
+
+    // Comment segments are skipped rather than read; over a quarter megabyte of them changes
+    // nothing.
+    std::ifstream in(folder / "noise.jpg", std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
+    std::vector<char> padded(bytes.begin(), bytes.begin() + 2);
+    for (int segment = 0; segment < 5; ++segment) {
+        padded.insert(padded.end(), {'\xFF', '\xFE', '\xFF', '\xFF'});
+        padded.insert(padded.end(), 0xFFFF - 2, 'x');
+    }
+    padded.insert(padded.end(), bytes.begin() + 2, bytes.end());
+    std::ofstream(folder / "padded.jpg", std::ios::binary).write(padded.data(), std::ssize(padded));
+    const auto paddedPicture = detail::decodeScaledJPEG(folder / "padded.jpg", 100'000, cut);
+    ASSERT_TRUE(paddedPicture);
+    EXPECT_EQ(std::memcmp(paddedPicture->pixels.get(), picture->pixels.get(), kBytes), 0);
+
+    // A file cut in its scan data, in a comment or before its first byte is no picture, here
+    // nor through libvips's loader.
+    for (const double kept : {0.9, 0.3, 0.0}) {
+        const auto cutFile = folder / ("cut" + std::to_string(kept) + ".jpg");
+        std::filesystem::copy_file(folder / "padded.jpg", cutFile);
+        testing::truncateFile(
+            cutFile, static_cast<std::uintmax_t>(kept * static_cast<double>(padded.size())));
+        EXPECT_FALSE(detail::decodeScaledJPEG(cutFile, 100'000, cut)) << kept;
+        EXPECT_FALSE(decodeUpright(cutFile, 100'000)) << kept;
+    }
 }
 
 TEST(DecodeUpright, RealFilesDecodeUprightOrFail) {

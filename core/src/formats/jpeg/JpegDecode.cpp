@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
+#include <fcntl.h>
 #include <jerror.h>
 #include <unistd.h>
 
@@ -23,6 +26,72 @@ void jumpOnWarning(j_common_ptr info, int level) {
     jumpOnError(info);
 }
 
+// Feeds libjpeg from a file descriptor in large reads. libjpeg-turbo decodes a block with its
+// fast Huffman path only while the whole block's worst case is already in the buffer: with
+// the 4 KB buffer of the stdio source that holds for about a quarter of a camera JPEG's
+// blocks, with this one for nearly all of them (about a tenth less decoding time).
+class FileSource {
+public:
+    explicit FileSource(int descriptor) : descriptor_(descriptor) {
+        manager_.init_source = [](j_decompress_ptr) {};
+        manager_.fill_input_buffer = fill;
+        manager_.skip_input_data = skip;
+        manager_.resync_to_restart = jpeg_resync_to_restart;
+        manager_.term_source = [](j_decompress_ptr) {};
+    }
+    FileSource(const FileSource&) = delete;
+    FileSource& operator=(const FileSource&) = delete;
+
+    jpeg_source_mgr* manager() { return &manager_; }
+
+private:
+    static constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
+
+    static FileSource& of(j_decompress_ptr info) {
+        // The manager is the first member, so its address is the source's.
+        return *reinterpret_cast<FileSource*>(info->src);
+    }
+
+    // As libjpeg's own sources do: an empty file is an error, a file that ends early gets a
+    // warning (which the caller turns into a failure) and a made-up end-of-image marker.
+    static boolean fill(j_decompress_ptr info) {
+        FileSource& source = of(info);
+        ssize_t got = 0;
+        do {
+            got = ::read(source.descriptor_, source.buffer_.get(), kBufferSize);
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) ERREXIT(info, JERR_FILE_READ);
+        if (got == 0) {
+            if (!source.started_) ERREXIT(info, JERR_INPUT_EMPTY);
+            WARNMS(info, JWRN_JPEG_EOF);
+            source.buffer_[0] = 0xFF;
+            source.buffer_[1] = JPEG_EOI;
+            got = 2;
+        }
+        source.started_ = true;
+        source.manager_.next_input_byte = source.buffer_.get();
+        source.manager_.bytes_in_buffer = static_cast<std::size_t>(got);
+        return TRUE;
+    }
+
+    static void skip(j_decompress_ptr info, long count) {
+        if (count <= 0) return;
+        jpeg_source_mgr& manager = of(info).manager_;
+        auto left = static_cast<std::size_t>(count);
+        while (left > manager.bytes_in_buffer) {
+            left -= manager.bytes_in_buffer;
+            fill(info);
+        }
+        manager.next_input_byte += left;
+        manager.bytes_in_buffer -= left;
+    }
+
+    jpeg_source_mgr manager_{};
+    int descriptor_;
+    bool started_ = false;
+    std::unique_ptr<JOCTET[]> buffer_ = std::make_unique_for_overwrite<JOCTET[]>(kBufferSize);
+};
+
 class Decompressor {
 public:
     explicit Decompressor(bool& cut) {
@@ -37,11 +106,11 @@ public:
     Decompressor& operator=(const Decompressor&) = delete;
 
     // As in the compressor, only plain locals and members live across the jump.
-    bool run(std::FILE* file, int size, ScaledJpeg& out) {
+    bool run(FileSource& source, int size, ScaledJpeg& out) {
         if (setjmp(errors_.jump) != 0) return false;
         jpeg_create_decompress(&info_);
         created_ = true;
-        jpeg_stdio_src(&info_, file);
+        info_.src = source.manager();
         jpeg_save_markers(&info_, JPEG_APP0 + 1, 0xFFFF);
         jpeg_save_markers(&info_, JPEG_APP0 + 2, 0xFFFF);
         jpeg_read_header(&info_, TRUE);
@@ -97,19 +166,17 @@ private:
 
 std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut) {
     cut = false;
-    const StdioFile stream(std::fopen(file.c_str(), "rbe"));
-    if (!stream) return std::nullopt;
-    // Anything but a JPEG is turned away before a buffer's worth of it is read; pread leaves
-    // the stream untouched, so its buffer can still be set below.
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor) return std::nullopt;
+    // Anything but a JPEG is turned away before a buffer's worth of it is read.
     unsigned char magic[2] = {};
-    if (::pread(::fileno(stream.get()), magic, 2, 0) != 2 || magic[0] != 0xFF || magic[1] != 0xD8)
+    if (::pread(descriptor.get(), magic, 2, 0) != 2 || magic[0] != 0xFF || magic[1] != 0xD8)
         return std::nullopt;
-    // libjpeg asks for 4 KB at a time; a larger buffer saves most of the system calls.
-    std::setvbuf(stream.get(), nullptr, _IOFBF, std::size_t{256} * 1024);
     ScaledJpeg out;
+    FileSource source(descriptor.get());
     Decompressor decompressor(cut);
-    if (!decompressor.run(stream.get(), std::max(size, 1), out) || out.width < 1 ||
-        out.height < 1 || (out.components != 1 && out.components != 3))
+    if (!decompressor.run(source, std::max(size, 1), out) || out.width < 1 || out.height < 1 ||
+        (out.components != 1 && out.components != 3))
         return std::nullopt;
     return out;
 }
