@@ -17,6 +17,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)progressiveCoefficientBytes(bytes);
     const tessel::fuzz::FuzzFile file(data, size);
     (void)walkJpeg(file.path());
-    (void)progressiveJpegBytes(file.path());
+    (void)jpegDecodingCost(file.path());
     return 0;
 }

@@ -2,12 +2,15 @@
 // photograph needs: refused by name, quickly, without blocking and without decoding.
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <future>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <jpeglib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -77,6 +80,39 @@ Bytes patchedProgressiveJpeg(std::uint16_t width, std::uint16_t height) {
     }
     ADD_FAILURE() << "libvips wrote no progressive frame";
     return jpeg;
+}
+
+/// A sequential JPEG of `side` × `side` pixels whose three components come in three scans of
+/// their own, so that libjpeg holds all of its coefficients, as for a progressive one.
+Bytes separateScansJpeg(int side) {
+    jpeg_compress_struct info{};
+    jpeg_error_mgr errors{};
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &data, &size);
+    info.image_width = info.image_height = static_cast<JDIMENSION>(side);
+    info.input_components = 3;
+    info.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&info);
+    const jpeg_scan_info scans[] = {{1, {0, 0, 0, 0}, 0, 63, 0, 0},
+                                    {1, {1, 0, 0, 0}, 0, 63, 0, 0},
+                                    {1, {2, 0, 0, 0}, 0, 63, 0, 0}};
+    info.scan_info = scans;
+    info.num_scans = 3;
+    jpeg_start_compress(&info, TRUE);
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(side) * 3);
+    for (std::size_t i = 0; i < row.size(); ++i) row[i] = static_cast<JSAMPLE>(i * 7);
+    while (info.next_scanline < info.image_height) {
+        JSAMPROW rows[] = {row.data()};
+        jpeg_write_scanlines(&info, rows, 1);
+    }
+    jpeg_finish_compress(&info);
+    Bytes bytes(data, data + size);
+    jpeg_destroy_compress(&info);
+    std::free(data);
+    return bytes;
 }
 
 Bytes pngChunk(const char* type, const Bytes& data) {
@@ -253,6 +289,34 @@ TEST(DecodingBudget, TheCallerSetsItAndDecodingCountsTheReducedPicture) {
     TesselRenderer::setDecodingBudget(0);
     EXPECT_EQ(TesselRenderer::decodingBudget(), std::int64_t{3} << 29);
     EXPECT_TRUE(detail::decodeUpright(folder / "small.png", 100).has_value());
+}
+
+TEST(DecodingBudget, JpegsAreJudgedByTheirScansAtDecodingToo) {
+    TemporaryFolder folder;
+    writeBytes(folder / "baseline.jpg", encoded(".jpg", 200, 200));
+    writeBytes(folder / "progressive.jpg", encoded(".jpg[interlace]", 200, 200));
+    writeBytes(folder / "scans.jpg", separateScansJpeg(200));
+    writeBytes(folder / "plain.png", claimedPng(200, false));
+    // 4:2:0 in 200 × 200: 25 luma blocks padded to 26 each way, 13 chroma blocks; the
+    // progressive one is grey.
+    const std::uint64_t coefficients = (26 * 26 + 2 * 13 * 13) * 128;
+    EXPECT_EQ(detail::jpegDecodingCost(folder / "baseline.jpg")->bytes, 0u);
+    EXPECT_EQ(detail::jpegDecodingCost(folder / "scans.jpg")->bytes, coefficients);
+    EXPECT_EQ(loaderBytesOf(folder / "scans.jpg"), coefficients);
+    EXPECT_EQ(detail::jpegDecodingCost(folder / "progressive.jpg")->bytes, 25 * 25 * 128u);
+    EXPECT_EQ(detail::jpegDecodingCost(folder / "plain.png"), std::nullopt);
+
+    // Room for a small result but not for the coefficients.
+    TesselRenderer::setDecodingBudget(70'000);
+    EXPECT_TRUE(detail::decodeUpright(folder / "baseline.jpg", 30).has_value());
+    EXPECT_FALSE(detail::decodeUpright(folder / "baseline.jpg", 200).has_value());
+    for (const char* name : {"scans.jpg", "progressive.jpg"}) {
+        EXPECT_FALSE(detail::decodeUpright(folder / name, 30).has_value()) << name;
+        EXPECT_EQ(inspectError(folder / name), TesselError::cannotRead(name));
+    }
+    TesselRenderer::setDecodingBudget(0);
+    for (const char* name : {"scans.jpg", "progressive.jpg"})
+        EXPECT_TRUE(detail::decodeUpright(folder / name, 30).has_value()) << name;
 }
 
 TEST(DecodingBudget, AProgressiveJpegWhoseScansAreCutIsNeverDrawnGrey) {

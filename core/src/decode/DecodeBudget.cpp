@@ -73,7 +73,8 @@ std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file) 
                           vips_image_get_bands(header);
     if (loader.starts_with("jpegload")) {
         if (!flagSet(header, "jpeg-multiscan")) return 0;
-        return progressiveJpegBytes(file).value_or(kUnknown);
+        const std::optional<JpegDecodingCost> cost = jpegDecodingCost(file);
+        return cost ? cost->bytes : kUnknown;
     }
     if (loader.starts_with("pngload"))
         return flagSet(header, "interlaced") ? bytesOf(pixels * sample) : 0;
@@ -92,22 +93,33 @@ std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file) 
     return 0;
 }
 
-bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
-                          std::int64_t maxPixelSize) {
+namespace {
+
+bool withinBudget(std::uint64_t loader, double width, double height, std::int64_t maxPixelSize) {
     const auto budgetBytes = static_cast<std::uint64_t>(TesselRenderer::decodingBudget());
-    const std::uint64_t loader = loaderBytes(header, file);
     if (loader > budgetBytes) return false;
     if (maxPixelSize <= 0) return true;
     // The reduced picture in libvips's memory and again as a page bitmap of four bytes a
     // pixel: at most eight bytes for each pixel kept.
-    const double width = vips_image_get_width(header);
-    const double height = vips_image_get_height(header);
     const double scale = std::min(1.0, static_cast<double>(maxPixelSize) / std::max(width, height));
     const std::uint64_t output = bytesOf(width * scale * height * scale * 8);
     return output <= budgetBytes - loader;
 }
 
+}  // namespace
+
+bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
+                          std::int64_t maxPixelSize) {
+    return withinBudget(loaderBytes(header, file), vips_image_get_width(header),
+                        vips_image_get_height(header), maxPixelSize);
+}
+
 bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize) {
+    // A JPEG is judged from its own frame header: asking libvips for it costs as much as
+    // drawing a small picture. libvips's loader reads the same size and the same frame.
+    if (const std::optional<JpegDecodingCost> jpeg = jpegDecodingCost(file))
+        return withinBudget(jpeg->bytes, static_cast<double>(jpeg->width),
+                            static_cast<double>(jpeg->height), maxPixelSize);
     // A source rather than a file name: libvips would read "[...]" at the end of a file name
     // as load options.
     const VipsSourceRef source(vips_source_new_from_file(file.c_str()));

@@ -43,10 +43,19 @@ std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg);
 /// (`frame`, from its precision byte on). Nothing when `frame` is too short to be one.
 std::optional<std::uint64_t> progressiveCoefficientBytes(std::span<const std::uint8_t> frame);
 
-/// What decoding `file` holds at once beyond its output, from its first frame header alone:
-/// the coefficients of a progressive (or other multi-scan) frame, 0 for a sequential one.
-/// Nothing when no frame header comes before the first scan.
-std::optional<std::uint64_t> progressiveJpegBytes(const std::filesystem::path& file);
+/// A JPEG's first frame header, as far as decoding's memory goes.
+struct JpegDecodingCost {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    /// What the decoder holds at once beyond its output: every coefficient of a frame coded
+    /// in several scans (progressive, or sequential with separate component scans), 0 for
+    /// one decoded a few rows at a time.
+    std::uint64_t bytes = 0;
+};
+
+/// The cost of decoding `file`, from its frame header and the header of its first scan.
+/// Nothing when `file` is not a JPEG or no frame header comes before the first scan.
+std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& file);
 
 /// Inspection's walk: markers from SOI through the entropy-coded scans to the first EOI
 /// (later images of a multi-picture file are not walked), read through a small window rather

@@ -216,21 +216,40 @@ std::optional<std::uint64_t> progressiveCoefficientBytes(std::span<const std::ui
     return total;
 }
 
-std::optional<std::uint64_t> progressiveJpegBytes(const std::filesystem::path& file) {
+std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& file) {
     const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!descriptor) return std::nullopt;
     ForwardReader in(descriptor.get());
-    std::optional<std::uint64_t> bytes;
+    std::optional<JpegDecodingCost> frame;
+    std::optional<std::uint64_t> coefficients;
+    bool progressive = false;
+    std::size_t components = 0;
+    bool reachedScan = false;
     walkMarkers(in, [&](std::uint8_t marker, std::span<const std::uint8_t> head) {
-        if (marker == kStartOfScan) return false;
+        if (marker == kStartOfScan) {
+            reachedScan = !head.empty();
+            // libjpeg keeps every coefficient of a frame that takes several scans (progressive,
+            // or sequential with its components in separate scans); others go a few rows at
+            // a time.
+            if (frame && reachedScan && (progressive || head[0] < components)) {
+                if (!coefficients)
+                    frame.reset();
+                else
+                    frame->bytes = *coefficients;
+            }
+            return false;
+        }
         if (!isHuffmanFrame(marker) && !isOtherFrame(marker)) return true;
-        // Sequential frames are decoded a few rows at a time.
-        const bool progressive =
-            marker == 0xC2 || marker == 0xC6 || marker == 0xCA || marker == 0xCE;
-        bytes = progressive ? progressiveCoefficientBytes(head) : std::optional<std::uint64_t>(0);
-        return false;
+        if (head.size() < 6) return false;
+        progressive = marker == 0xC2 || marker == 0xC6 || marker == 0xCA || marker == 0xCE;
+        components = head[5];
+        coefficients = progressiveCoefficientBytes(head);
+        frame = JpegDecodingCost{std::int64_t{head[3]} << 8 | head[4],
+                                 std::int64_t{head[1]} << 8 | head[2], 0};
+        return true;
     });
-    return bytes;
+    if (!reachedScan) return std::nullopt;
+    return frame;
 }
 
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg) {
