@@ -4,10 +4,14 @@
 
 #include <unistd.h>
 
+#include "tessel/Inspection.hpp"
+
 #include "CommandLine.hpp"
 #include "SheetRun.hpp"
 
 int main(int argc, char** argv) {
+    // This process starts no other program, and no thread exists yet.
+    tessel::TesselRenderer::startDecodersOnDemand();
     const tessel::cli::ParsedCommandLine parsed = tessel::cli::parseCommandLine(argc, argv);
     if (!parsed.command) {
         if (parsed.textIsError)

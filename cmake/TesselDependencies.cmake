@@ -7,6 +7,11 @@ find_package(Threads REQUIRED)
 # The core library (kept private: its public headers name only Tessel's own types).
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)                # decoding, headers
 pkg_get_variable(VIPS_PREFIX vips prefix)
+pkg_get_variable(VIPS_LIBDIR vips libdir)
+# libvips looks for its plug-in modules (HEIF among them) in libdir/vips-modules-MAJOR.MINOR.
+string(REGEX MATCH "^[0-9]+\\.[0-9]+" VIPS_MAJOR_MINOR "${VIPS_VERSION}")
+set(VIPS_MODULE_DIR "${VIPS_LIBDIR}/vips-modules-${VIPS_MAJOR_MINOR}")
+pkg_check_modules(GMODULE REQUIRED IMPORTED_TARGET gmodule-2.0)      # one libvips module
 pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)              # EXIF tags
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)  # pages, captions
 pkg_check_modules(QPDF REQUIRED IMPORTED_TARGET libqpdf)             # PDF writing and reading

@@ -83,6 +83,24 @@ TEST(SheetTool, ImageFormatsWriteNumberedPagesShapedByTheFields) {
     }
 }
 
+TEST(SheetTool, HeifPhotosAreReadLikeAnyOther) {
+    // The tool loads the HEIF decoder only when a file needs it.
+    ToolSandbox sandbox;
+    writeImage(sandbox.root() / "phone.heic", 60, 40, {220, 20, 20});
+    const ToolResult inspected = sandbox.run({"--inspect", "phone.heic"});
+    EXPECT_EQ(inspected.exitStatus, 0) << inspected;
+    EXPECT_NE(inspected.out.find(R"("width":60,"height":40,"frameCount":1)"), std::string::npos)
+        << inspected;
+    const ToolResult result =
+        sandbox.run({"--format", "png", "--size", "600x400", "--columns", "1", "--rows", "1",
+                     "--margin", "0", "--caption", "none", "phone.heic"});
+    const auto out = lines(result.out);
+    ASSERT_EQ(out.size(), 2u) << result;
+    const auto [width, height, middle] = readPicture(out[1], 300, 200);
+    EXPECT_EQ(std::pair(width, height), std::pair(600, 400));
+    for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(middle[c], c == 0 ? 220 : 20, 24) << c;
+}
+
 TEST(SheetTool, OutputDirNeverOverwrites) {
     ToolSandbox sandbox;
     const fs::path out = sandbox.root() / "sheets" / "new";

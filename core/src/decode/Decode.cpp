@@ -203,7 +203,7 @@ Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t hei
 }  // namespace
 
 std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize) {
-    ensureVipsStarted();
+    ensureDecodersFor(file);
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
     const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));

@@ -1,7 +1,17 @@
+#include <array>
+#include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 
+#include <fcntl.h>
+#include <gmodule.h>
+#include <unistd.h>
+
+#include "tessel/Inspection.hpp"
+
 #include "base/Fatal.hpp"
+#include "base/Handle.hpp"
 #include "decode/Decode.hpp"
 #include "decode/Vips.hpp"
 
@@ -20,6 +30,27 @@ void dropLogMessage(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 // then is a data race that can crash. So the variable is set while the program loads, on its
 // one thread, to the prefix libvips was built for; a value the user chose is kept.
 const bool vipsHomeSettled = [] { return setenv("VIPSHOME", TESSEL_VIPS_PREFIX, 0) == 0; }();
+
+// libvips loads every module in the module folder under its prefix as it starts (HEIF, JPEG
+// XL, ImageMagick, PDF, OpenSlide: about 25 ms of libraries and their relocations). Pointed at
+// a prefix with no such folder it loads none, and the one the core needs is loaded by hand.
+constexpr const char* kPrefixWithoutModules = "/nonexistent/tessel-decoders-on-demand";
+std::atomic<bool> decodersOnDemand{false};
+
+// HEIF files are ISO media files: a box of type "ftyp" first.
+bool looksLikeIsoMedia(const std::filesystem::path& file) {
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    std::array<char, 8> head{};
+    return descriptor && ::pread(descriptor.get(), head.data(), head.size(), 0) == 8 &&
+           std::memcmp(head.data() + 4, "ftyp", 4) == 0;
+}
+
+// The module registers its loader as it opens and keeps itself loaded from then on. Without
+// it (libvips built without HEIF) such files are unreadable, as they are when libvips loads
+// its modules itself.
+void loadHeifDecoder() {
+    (void)g_module_open(TESSEL_VIPS_MODULE_DIR "/vips-heif.so", G_MODULE_BIND_LAZY);
+}
 
 }  // namespace
 
@@ -44,4 +75,23 @@ void ensureVipsStarted() {
     });
 }
 
+void ensureDecodersFor(const std::filesystem::path& file) {
+    ensureVipsStarted();
+    if (!decodersOnDemand.load(std::memory_order_relaxed) || !looksLikeIsoMedia(file)) return;
+    static std::once_flag once;
+    std::call_once(once, loadHeifDecoder);
+}
+
 }  // namespace tessel::detail
+
+namespace tessel {
+
+void TesselRenderer::startDecodersOnDemand() {
+    // A prefix the user chose is theirs to keep.
+    const char* home = std::getenv("VIPSHOME");
+    if (home && std::strcmp(home, TESSEL_VIPS_PREFIX) != 0) return;
+    if (setenv("VIPSHOME", detail::kPrefixWithoutModules, 1) == 0)
+        detail::decodersOnDemand.store(true);
+}
+
+}  // namespace tessel

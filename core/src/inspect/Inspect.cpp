@@ -80,7 +80,7 @@ std::vector<std::uint8_t> exifBlobOf(VipsImage* image) {
 
 SheetImageInfo inspect(const std::filesystem::path& file) {
     const std::string name = file.filename().string();
-    detail::ensureVipsStarted();
+    detail::ensureDecodersFor(file);
 
     // Only regular files: a FIFO or a device named like a photo would block or never end.
     if (!detail::openRegularFile(file)) refuse(name);
