@@ -9,6 +9,7 @@
 
 #include "tessel/ImageFiles.hpp"
 #include "tessel/Inspection.hpp"
+#include "tessel/Render.hpp"
 
 #include "model/AppModel.hpp"
 #include "model/Background.hpp"
@@ -23,11 +24,27 @@ constexpr std::int64_t thumbnailPixels = 320;
 // The path with its "." and ".." components resolved, as files are compared when added.
 std::string standardized(const fs::path& file) { return file.lexically_normal().native(); }
 
-std::optional<ImageItem> makeItem(const fs::path& file) {
+// Where the pictures decoded for the list's thumbnails go, and at what bound; none when they
+// are decoded at the thumbnail's size only.
+struct SheetPictures {
+    std::shared_ptr<PictureCache> cache;
+    std::int64_t bound = 0;
+};
+
+// True when `count` pictures decoded at `bound` fit in `cache` together. A bound is at most
+// 2.2 times a page's side, so its square cannot overflow.
+bool allFit(const PictureCache& cache, std::int64_t bound, std::int64_t count) {
+    return count <= cache.capacity() / (4 * bound * bound);
+}
+
+std::optional<ImageItem> makeItem(const fs::path& file, const SheetPictures& pictures) {
     try {
         SheetImageInfo info = TesselRenderer::inspect(file);
         QByteArray thumbnail;
-        if (auto bytes = TesselRenderer::thumbnailData(file, thumbnailPixels))
+        auto bytes = pictures.cache ? TesselRenderer::thumbnailData(file, thumbnailPixels,
+                                                                    *pictures.cache, pictures.bound)
+                                    : TesselRenderer::thumbnailData(file, thumbnailPixels);
+        if (bytes)
             thumbnail =
                 QByteArray(reinterpret_cast<const char*>(bytes->data()), std::ssize(*bytes));
         return ImageItem{QUuid::createUuid(), file, std::move(info), std::move(thumbnail)};
@@ -38,16 +55,25 @@ std::optional<ImageItem> makeItem(const fs::path& file) {
 
 // The new items of one batch, in scan order. Runs off the main thread.
 std::vector<ImageItem> scanBatch(const std::vector<fs::path>& locations,
-                                 const std::unordered_set<std::string>& existing) {
+                                 const std::unordered_set<std::string>& existing,
+                                 SheetPictures pictures) {
     // The set is not extended while filtering: a file reached twice in one batch (a folder
     // and a file inside it) becomes two items.
     std::vector<fs::path> files;
     for (fs::path& file : imageFiles(locations))
         if (!existing.contains(standardized(file))) files.push_back(std::move(file));
 
+    // The preview draws the pictures decoded here, unless the batch's pictures would not all
+    // fit in the cache (counted square): the first would be gone before the render came to
+    // them, so each file is decoded only as small as its thumbnail.
+    if (pictures.cache &&
+        !allFit(*pictures.cache, pictures.bound, std::ssize(files) + std::ssize(existing)))
+        pictures.cache.reset();
+
     // Every file on every processor; the calling thread takes part, so this cannot starve.
     const std::vector<std::optional<ImageItem>> made =
-        QtConcurrent::blockingMapped<std::vector<std::optional<ImageItem>>>(files, makeItem);
+        QtConcurrent::blockingMapped<std::vector<std::optional<ImageItem>>>(
+            files, [&](const fs::path& file) { return makeItem(file, pictures); });
     std::vector<ImageItem> items;
     items.reserve(made.size());
     for (const std::optional<ImageItem>& item : made)
@@ -77,8 +103,11 @@ void AppModel::add(const std::vector<fs::path>& locations) {
     setIsLoading(true);
     std::unordered_set<std::string> existing;
     for (const ImageItem& item : items_) existing.insert(standardized(item.url));
+    // The pictures the sheet's next preview draws are decoded once, for the thumbnails too.
+    SheetPictures pictures;
+    if (const auto bound = TesselRenderer::pictureBound(recipe_)) pictures = {pictures_, *bound};
     runInBackground(
-        [locations, existing] { return scanBatch(locations, existing); },
+        [locations, existing, pictures] { return scanBatch(locations, existing, pictures); },
         [](AppModel& model, std::vector<ImageItem> added) { model.mergeAdded(std::move(added)); });
 }
 

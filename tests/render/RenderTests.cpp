@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include "GeneratedImages.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
+#include "formats/jpeg/Jpeg.hpp"
 #include "render/CellPictures.hpp"
 #include "render/RenderDriver.hpp"
 
@@ -376,6 +378,42 @@ TEST(PictureCache, DecodesAFileAgainOnceItChanged) {
     } catch (const TesselError& error) {
         EXPECT_EQ(error, TesselError::cannotRead("two-3.jpg"));
     }
+}
+
+TEST(PictureCache, ThumbnailsMadeFromTheSheetsPicturesLeaveThemForItsRender) {
+    TemporaryFolder folder;
+    const auto inputs = twoTonePhotos(folder, 3, 2);  // 1800 x 1400
+    const SheetRecipe r = recipe(SheetPreset::contact);
+    const std::optional<std::int64_t> bound = TesselRenderer::pictureBound(r);
+    ASSERT_TRUE(bound.has_value());
+    EXPECT_EQ(*bound, detail::decodeSize(TesselRenderer::cells(7, r).back().imageFrame));
+
+    PictureCache cache;
+    for (const SheetInput& input : inputs) {
+        const auto thumbnail = TesselRenderer::thumbnailData(input.url, 320, cache, *bound);
+        ASSERT_TRUE(thumbnail.has_value());
+        const auto frame = detail::readJPEGFrame(*thumbnail);
+        ASSERT_TRUE(frame.has_value());
+        EXPECT_EQ(frame->width, 320);
+        EXPECT_EQ(frame->height, 249);
+    }
+    EXPECT_EQ(cache.counts(), (PictureCacheCounts{3, 0, 0}));
+    EXPECT_TRUE(TesselRenderer::render(inputs, r, {.pictures = &cache}) ==
+                TesselRenderer::render(inputs, r));
+    EXPECT_EQ(cache.counts(), (PictureCacheCounts{3, 3, 0}));
+
+    // A bound no larger than the thumbnail keeps nothing, and an unreadable file gives nothing.
+    PictureCache untouched;
+    EXPECT_TRUE(TesselRenderer::thumbnailData(inputs[0].url, 320, untouched, 320).has_value());
+    const auto notAnImage = folder / "notes.jpg";
+    std::ofstream(notAnImage) << "not a picture";
+    EXPECT_EQ(TesselRenderer::thumbnailData(notAnImage, 320, untouched, *bound), std::nullopt);
+    EXPECT_EQ(untouched.counts(), PictureCacheCounts{});
+    EXPECT_EQ(untouched.count(), 0);
+
+    SheetRecipe cramped = r;
+    cramped.margin = 5000;
+    EXPECT_EQ(TesselRenderer::pictureBound(cramped), std::nullopt);
 }
 
 TEST(PictureCache, StaysWithinItsBudgetDroppingTheLeastRecentlyUsed) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -124,6 +125,20 @@ SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecip
 SpooledSheet renderSpooled(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
                            const std::filesystem::path& spoolFolder,
                            const RenderProgress& progress = {});
+
+/// The longest side, in pixels, at which a render of `recipe` decodes its pictures (every cell
+/// of a sheet has the same picture area); nothing when the recipe lays out no cells.
+std::optional<std::int64_t> pictureBound(const SheetRecipe& recipe);
+
+/// `thumbnailData` made from the picture a render at `pictureBound` draws: the file is decoded
+/// once at that bound, the picture is kept in `cache` for the sheet's next render, and the
+/// thumbnail is reduced from it in memory. A bound no larger than `maxPixelSize` keeps nothing
+/// and decodes the thumbnail as `thumbnailData` does. Nothing when the file cannot be read.
+/// Never throws.
+std::optional<std::vector<std::uint8_t>> thumbnailData(const std::filesystem::path& file,
+                                                       std::int64_t maxPixelSize,
+                                                       PictureCache& cache,
+                                                       std::int64_t pictureBound);
 
 /// Writes the result into the folder `to` as "{name}.pdf", or "{name}.png"/"{name}.jpg" for
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads

@@ -23,6 +23,11 @@ std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutpu
                      [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); });
 }
 
+std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture) {
+    constexpr double thumbnailQuality = 0.78;
+    return encode(picture, SheetOutputFormat::jpeg, thumbnailQuality);
+}
+
 OpaquePageWriter::OpaquePageWriter(std::unique_ptr<PngRowWriter> png) : png_(std::move(png)) {}
 
 OpaquePageWriter::~OpaquePageWriter() = default;

@@ -20,6 +20,9 @@ namespace tessel::detail {
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
                                                 double quality);
 
+/// A list thumbnail: `picture` as JPEG at quality 0.78.
+std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture);
+
 /// An opaque page encoded as PNG while it is drawn: rows go to the encoder as soon as
 /// nothing drawn later can reach them, so little is left to encode once the last picture is
 /// drawn. The bytes are those `encode` gives for the finished page.

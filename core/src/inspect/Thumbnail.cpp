@@ -14,8 +14,7 @@ std::optional<std::vector<std::uint8_t>> TesselRenderer::thumbnailData(
     const std::optional<detail::Bitmap> picture =
         detail::decodeUpright(file, std::max<std::int64_t>(maxPixelSize, 1));
     if (!picture) return std::nullopt;
-    constexpr double thumbnailQuality = 0.78;
-    return detail::encode(*picture, SheetOutputFormat::jpeg, thumbnailQuality);
+    return detail::encodeThumbnail(*picture);
 }
 
 }  // namespace tessel
