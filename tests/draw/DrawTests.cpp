@@ -228,6 +228,28 @@ TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
         }
 }
 
+TEST(PageDrawing, APictureAlreadyAtItsDrawnSizeIsPutDownPixelForPixel) {
+    // A checkerboard of single pixels: any resampling would blend its squares into grey.
+    detail::Bitmap checker{8, 6, std::vector<std::uint8_t>(8 * 6 * 4)};
+    const auto isWhite = [](std::int64_t x, std::int64_t y) { return (x + y) % 2 == 0; };
+    for (std::int64_t y = 0; y < 6; ++y)
+        for (std::int64_t x = 0; x < 8; ++x) {
+            const std::uint32_t word = isWhite(x, y) ? 0xffffffffu : 0xff000000u;
+            std::memcpy(checker.pixels.data() + (y * 8 + x) * 4, &word, 4);
+        }
+    detail::PageCanvas canvas(40, 40, SheetColor::white());
+    // Drawn 8.5 x 6.375 in its frame: within a pixel of its size, so it lands on whole pixels
+    // (x from 10, rows from 24 counted from the top) and is not scaled.
+    canvas.drawImage(checker, {10, 10, 8.5, 6.5}, SheetFit::fit);
+    const detail::Bitmap page = canvas.finish();
+    for (std::int64_t row = 24; row <= 28; ++row)
+        for (std::int64_t x = 10; x <= 17; ++x) {
+            const int level = isWhite(x - 10, row - 24) ? 255 : 0;
+            const Rgba pixel = pixelAt(page, static_cast<double>(x), static_cast<double>(39 - row));
+            EXPECT_TRUE(near(pixel, {level, level, level, 255}, 0)) << x << ", " << row;
+        }
+}
+
 TEST(PageDrawing, AnUnreadablePictureFailsByNameAndAPageTooLargeCannotBeMade) {
     TemporaryFolder folder;
     save(solidImage(1200, 900, {200, 30, 30}), folder / "cut.jpg", "[Q=95]");

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -15,6 +16,7 @@
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "formats/jpeg/Jpeg.hpp"
+#include "formats/png/Png.hpp"
 #include "render/CellPictures.hpp"
 #include "render/RenderDriver.hpp"
 
@@ -302,6 +304,17 @@ std::vector<SheetInput> twoTonePhotos(const TemporaryFolder& folder, int count, 
     return inputs;
 }
 
+/// The mean difference of two PNG pages of the same size, in levels per channel.
+double meanDifference(const Bytes& first, const Bytes& second) {
+    const auto a = detail::decodePNG(first);
+    const auto b = detail::decodePNG(second);
+    if (!a || !b || a->pixels.size() != b->pixels.size()) return 255;
+    double sum = 0;
+    for (std::size_t i = 0; i < a->pixels.size(); ++i)
+        sum += std::abs(static_cast<int>(a->pixels[i]) - static_cast<int>(b->pixels[i]));
+    return sum / static_cast<double>(a->pixels.size());
+}
+
 TEST(PictureCache, ASecondRenderDecodesNothingAndGivesTheSameBytes) {
     TemporaryFolder folder;
     const auto inputs = twoTonePhotos(folder, 5);
@@ -309,14 +322,26 @@ TEST(PictureCache, ASecondRenderDecodesNothingAndGivesTheSameBytes) {
         SheetRecipe r = recipe(SheetPreset::contact);
         r.output = output;
         const SheetRenderResult plain = TesselRenderer::render(inputs, r);
-        for (const CachedPictures reuse : {CachedPictures::exact, CachedPictures::nearest}) {
-            PictureCache cache;
-            const RenderOptions options{.pictures = &cache, .reuse = reuse};
-            EXPECT_TRUE(TesselRenderer::render(inputs, r, options) == plain);
-            EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 0, 0}));
-            EXPECT_TRUE(TesselRenderer::render(inputs, r, options) == plain);
-            EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 5, 0}));
-            EXPECT_EQ(cache.count(), 5);
+
+        PictureCache cache;
+        const RenderOptions exact{.pictures = &cache};
+        EXPECT_TRUE(TesselRenderer::render(inputs, r, exact) == plain);
+        EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 0, 0}));
+        EXPECT_TRUE(TesselRenderer::render(inputs, r, exact) == plain);
+        EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 5, 0}));
+        EXPECT_EQ(cache.count(), 5);
+
+        // Previews also keep each picture at the size its cell draws it, and draw that as it is
+        // the next time.
+        PictureCache previews;
+        const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
+        const SheetRenderResult first = TesselRenderer::render(inputs, r, nearest);
+        EXPECT_EQ(previews.counts(), (PictureCacheCounts{5, 0, 5}));
+        EXPECT_TRUE(TesselRenderer::render(inputs, r, nearest) == first);
+        EXPECT_EQ(previews.counts(), (PictureCacheCounts{5, 10, 5}));
+        EXPECT_EQ(previews.count(), 10);
+        if (output == SheetOutputFormat::pdf) {
+            EXPECT_LT(meanDifference(first.pages[0], plain.pages[0]), 1.0);
         }
     }
 }
@@ -339,16 +364,17 @@ TEST(PictureCache, SmallerCellsReduceCachedPicturesOnlyWhenNearestIsAllowed) {
     PictureCache previews;
     TesselRenderer::render(inputs, three, {.pictures = &previews});
     const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
+    // Each picture is reduced to the smaller cells' bound, and again to the size drawn.
     EXPECT_EQ(TesselRenderer::render(inputs, four, nearest).pages.size(), 1u);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 4}));
-    // Back to three columns: the decoded pictures are still there.
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 8}));
+    // Back to three columns: the decoded pictures are still there, reduced to their drawn size.
     TesselRenderer::render(inputs, three, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 4, 4}));
-    // Slightly smaller cells draw the pictures they have as they are.
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 4, 12}));
+    // Slightly smaller cells draw the pictures they have as they are, at both sizes.
     SheetRecipe spaced = three;
     spaced.spacing += 12;
     TesselRenderer::render(inputs, spaced, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 8, 4}));
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 12, 12}));
     // A reduced picture never stands in for an exact one.
     EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &previews}) ==
                 TesselRenderer::render(inputs, four));

@@ -87,8 +87,10 @@ enum class CachedPictures {
     /// that of a render without a cache.
     exact,
     /// Also a cached picture within a fifth of the bound either way, as it is, or a larger
-    /// one reduced in memory. For previews: an edit that resizes the cells decodes nothing,
-    /// and the pages differ from an exact render only in resampling.
+    /// one reduced in memory. Each picture is also kept at the size its cell draws it, so an
+    /// edit that keeps the cells' size draws it without resampling. For previews: an edit
+    /// that resizes the cells decodes nothing, and the pages differ from an exact render only
+    /// in resampling.
     nearest,
 };
 

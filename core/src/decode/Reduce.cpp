@@ -8,7 +8,8 @@
 
 namespace tessel::detail {
 
-std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixelSize) {
+std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixelSize,
+                                     ReduceFilter filter) {
     const std::int64_t longer = std::max(picture.width, picture.height);
     const std::int64_t size = std::max<std::int64_t>(maxPixelSize, 1);
     if (longer <= size) return picture;
@@ -21,8 +22,9 @@ std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixe
         static_cast<int>(picture.height), 4, VIPS_FORMAT_UCHAR));
     VipsImageRef resized;
     const double scale = static_cast<double>(size) / static_cast<double>(longer);
-    if (!image || vips_resize(image.get(), resized.out(), scale, "kernel", VIPS_KERNEL_LINEAR,
-                              nullptr) != 0) {
+    const VipsKernel kernel =
+        filter == ReduceFilter::cubic ? VIPS_KERNEL_CUBIC : VIPS_KERNEL_LINEAR;
+    if (!image || vips_resize(image.get(), resized.out(), scale, "kernel", kernel, nullptr) != 0) {
         vips_error_clear();
         return std::nullopt;
     }

@@ -8,9 +8,18 @@
 
 namespace tessel::detail {
 
-/// `picture` with its longer side at most max(1, maxPixelSize), resampled as decoding reduces
-/// opaque pictures (a triangle filter as wide as the reduction, on the premultiplied pixels);
-/// never enlarged. Nothing when libvips fails.
-std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixelSize);
+/// How a reduction weighs the pixels it averages.
+enum class ReduceFilter {
+    /// A triangle as wide as the reduction, as decoding reduces opaque pictures: for pictures
+    /// that are drawn smaller again.
+    linear,
+    /// Catmull-Rom, about as sharp as cairo's filter: for pictures put down as they are.
+    cubic,
+};
+
+/// `picture` with its longer side at most max(1, maxPixelSize), resampled with `filter` on the
+/// premultiplied pixels; never enlarged. Nothing when libvips fails.
+std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixelSize,
+                                     ReduceFilter filter = ReduceFilter::linear);
 
 }  // namespace tessel::detail

@@ -28,7 +28,8 @@ public:
     ~PageCanvas();
 
     /// Scales `image` into `imageFrame` (whole for `fit`, covering for `fill`), centred and
-    /// clipped to the frame, with smooth interpolation.
+    /// clipped to the frame, with smooth interpolation. An image within a pixel of that size
+    /// already is put down as it is, on whole pixels.
     void drawImage(const Bitmap& image, const SheetRect& imageFrame, SheetFit fit);
 
     /// Sets `text` on one line in `band`: the recipe's caption font size, colour and
@@ -52,6 +53,10 @@ private:
     Bitmap bitmap_;
     std::unique_ptr<Drawing> drawing_;
 };
+
+/// The factor `drawImage` scales a `width` × `height` picture by to put it into `frame`: whole
+/// for `fit`, covering for `fill`; 0 when there is none.
+double drawingScale(std::int64_t width, std::int64_t height, const SheetRect& frame, SheetFit fit);
 
 /// Clamps a colour component to 0...1; NaN becomes 0.
 double clampedComponent(double value);

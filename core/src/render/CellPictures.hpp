@@ -20,8 +20,11 @@ std::int64_t decodeSize(const SheetRect& imageFrame);
 /// name (extension included) when it cannot be decoded.
 Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell);
 
-/// `decodeForCell`, through `cache` when there is one, as `reuse` allows.
+/// `decodeForCell`, through `cache` when there is one, as `reuse` allows. With
+/// `CachedPictures::nearest` the cache also keeps the picture at the size the cell draws it
+/// with `fit`, when that is well below the decoded size, and that is what comes back: an edit
+/// that leaves the cells as they were then draws every picture without resampling it.
 SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, PictureCache* cache,
-                             CachedPictures reuse);
+                             CachedPictures reuse, SheetFit fit);
 
 }  // namespace tessel::detail

@@ -96,6 +96,35 @@ SharedPicture PictureStore::picture(PictureCache& cache, const std::filesystem::
     return picture;
 }
 
+SharedPicture PictureStore::drawnPicture(PictureCache& cache, const std::filesystem::path& file,
+                                         std::int64_t drawnSize, const SharedPicture& source) {
+    PictureStore& store = *cache.store_;
+    const std::optional<Identity> identity = identityOf(file);
+    if (identity) {
+        const std::lock_guard lock(store.mutex);
+        auto closest = store.entries.end();
+        for (auto entry = store.entries.begin(); entry != store.entries.end(); ++entry)
+            if (entry->identity == *identity && entry->bound >= drawnSize &&
+                drawableAsItIs(entry->bound, drawnSize) &&
+                (closest == store.entries.end() || entry->bound < closest->bound))
+                closest = entry;
+        if (closest != store.entries.end()) {
+            store.entries.splice(store.entries.begin(), store.entries, closest);
+            ++store.counts.reused;
+            return closest->picture;
+        }
+    }
+    std::optional<Bitmap> reduced = reducedPicture(*source, drawnSize, ReduceFilter::cubic);
+    if (!reduced) return source;  // the page scales it as it draws it instead
+    auto picture = std::make_shared<const Bitmap>(std::move(*reduced));
+    if (identity) {
+        const std::lock_guard lock(store.mutex);
+        ++store.counts.reduced;
+        store.keepLocked({*identity, drawnSize, false, picture, std::ssize(picture->pixels)});
+    }
+    return picture;
+}
+
 void PictureStore::keepLocked(Entry entry) {
     // Another render may have made the same picture meanwhile; a decoded one wins.
     const auto same = std::ranges::find_if(entries, [&](const Entry& kept) {

@@ -26,6 +26,12 @@ struct PictureStore {
                                  std::int64_t bound, CachedPictures reuse,
                                  const std::function<Bitmap()>& decode);
 
+    /// `source` (the picture of `file` at a larger bound) at `drawnSize` on its longer side, for
+    /// a cell that draws it at that size: a picture of the file kept at that size or up to a
+    /// fifth larger, else `source` reduced and then kept. Such pictures are never exact.
+    static SharedPicture drawnPicture(PictureCache& cache, const std::filesystem::path& file,
+                                      std::int64_t drawnSize, const SharedPicture& source);
+
     struct Identity {
         std::filesystem::path file;
         std::uintmax_t size = 0;

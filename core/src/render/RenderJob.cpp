@@ -140,7 +140,8 @@ void RenderJob::takeCells(ProgressCount& progress) {
 
 RenderJob::Decoded RenderJob::decode(std::size_t index) const {
     try {
-        return {pictureForCell(inputs_[index], cells_[index], cache_, reuse_), std::nullopt};
+        return {pictureForCell(inputs_[index], cells_[index], cache_, reuse_, recipe_.fit),
+                std::nullopt};
     } catch (const TesselError& error) {
         return {nullptr, error};
     }
