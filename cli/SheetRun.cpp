@@ -104,7 +104,7 @@ void makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
         // sheet of thousands of images takes no more memory than one of a few.
         const SpooledSheet sheet = TesselRenderer::renderSpooled(
             inputs, sheetRecipe, folder,
-            [&](std::int64_t done, std::int64_t total) { progress(done, total); });
+            {.progress = [&](std::int64_t done, std::int64_t total) { progress(done, total); }});
         written = TesselRenderer::write(sheet, folder, command.baseName, sheetRecipe);
     }
 

@@ -406,40 +406,37 @@ TEST(PictureCache, DecodesAFileAgainOnceItChanged) {
     }
 }
 
-TEST(PictureCache, ThumbnailsMadeFromTheSheetsPicturesLeaveThemForItsRender) {
+TEST(PictureCache, ThumbnailsAreReducedFromThePicturesARenderKept) {
     TemporaryFolder folder;
     const auto inputs = twoTonePhotos(folder, 3, 2);  // 1800 x 1400
-    const SheetRecipe r = recipe(SheetPreset::contact);
-    const std::optional<std::int64_t> bound = TesselRenderer::pictureBound(r);
-    ASSERT_TRUE(bound.has_value());
-    EXPECT_EQ(*bound, detail::decodeSize(TesselRenderer::cells(7, r).back().imageFrame));
-
+    using Size = std::pair<std::int64_t, std::int64_t>;
+    const auto size = [](const std::optional<Bytes>& thumbnail) {
+        const auto frame = thumbnail ? detail::readJPEGFrame(*thumbnail) : std::nullopt;
+        return frame ? Size{frame->width, frame->height} : Size{};
+    };
+    // Nothing cached: the file is decoded at the thumbnail's size, and nothing is kept.
     PictureCache cache;
-    for (const SheetInput& input : inputs) {
-        const auto thumbnail = TesselRenderer::thumbnailData(input.url, 320, cache, *bound);
-        ASSERT_TRUE(thumbnail.has_value());
-        const auto frame = detail::readJPEGFrame(*thumbnail);
-        ASSERT_TRUE(frame.has_value());
-        EXPECT_EQ(frame->width, 320);
-        EXPECT_EQ(frame->height, 249);
-    }
+    EXPECT_EQ(size(TesselRenderer::thumbnailData(inputs[0].url, 320, cache)), (Size{320, 249}));
+    EXPECT_EQ(cache.counts(), PictureCacheCounts{});
+    EXPECT_EQ(cache.count(), 0);
+
+    // After a render, each thumbnail comes from the picture it kept.
+    (void)TesselRenderer::render(inputs, recipe(SheetPreset::contact), {.pictures = &cache});
     EXPECT_EQ(cache.counts(), (PictureCacheCounts{3, 0, 0}));
-    EXPECT_TRUE(TesselRenderer::render(inputs, r, {.pictures = &cache}) ==
-                TesselRenderer::render(inputs, r));
+    for (const SheetInput& input : inputs)
+        EXPECT_EQ(size(TesselRenderer::thumbnailData(input.url, 320, cache)), (Size{320, 249}));
     EXPECT_EQ(cache.counts(), (PictureCacheCounts{3, 3, 0}));
 
-    // A bound no larger than the thumbnail keeps nothing, and an unreadable file gives nothing.
-    PictureCache untouched;
-    EXPECT_TRUE(TesselRenderer::thumbnailData(inputs[0].url, 320, untouched, 320).has_value());
     const auto notAnImage = folder / "notes.jpg";
     std::ofstream(notAnImage) << "not a picture";
-    EXPECT_EQ(TesselRenderer::thumbnailData(notAnImage, 320, untouched, *bound), std::nullopt);
-    EXPECT_EQ(untouched.counts(), PictureCacheCounts{});
-    EXPECT_EQ(untouched.count(), 0);
+    EXPECT_EQ(TesselRenderer::thumbnailData(notAnImage, 320, cache), std::nullopt);
 
-    SheetRecipe cramped = r;
-    cramped.margin = 5000;
-    EXPECT_EQ(TesselRenderer::pictureBound(cramped), std::nullopt);
+    // A decoding nobody waits for any more gives up, and keeps nothing.
+    PictureCache empty;
+    RenderCancellation stopped;
+    stopped.cancel();
+    EXPECT_EQ(TesselRenderer::thumbnailData(inputs[1].url, 320, empty, &stopped), std::nullopt);
+    EXPECT_EQ(empty.count(), 0);
 }
 
 TEST(PictureCache, StaysWithinItsBudgetDroppingTheLeastRecentlyUsed) {

@@ -70,6 +70,8 @@ class RenderCancellation {
 public:
     void cancel() noexcept { cancelled_.store(true, std::memory_order_relaxed); }
     bool isCancelled() const noexcept { return cancelled_.load(std::memory_order_relaxed); }
+    /// The flag itself, for a decoder that looks at it between reads of its file.
+    const std::atomic<bool>& flag() const noexcept { return cancelled_; }
 
 private:
     std::atomic<bool> cancelled_{false};
@@ -94,6 +96,15 @@ enum class CachedPictures {
     nearest,
 };
 
+/// How a render compresses its PNG pages.
+enum class PageCompression {
+    /// As exports write them.
+    compact,
+    /// Rows stored as they are: about a tenth of the encoding time and several times the
+    /// bytes, for pages that are shown at once and never written (previews).
+    none,
+};
+
 /// What a render may use besides its inputs and recipe. The defaults are a plain render.
 struct RenderOptions {
     /// Decoded pictures to take from and keep; none decodes every picture.
@@ -102,6 +113,7 @@ struct RenderOptions {
     /// Checked before every picture and page; none renders to the end.
     const RenderCancellation* cancellation = nullptr;
     RenderProgress progress = {};
+    PageCompression compression = PageCompression::compact;
 };
 
 namespace TesselRenderer {
@@ -126,21 +138,36 @@ SheetRenderResult render(const std::vector<SheetInput>& inputs, const SheetRecip
 /// made or written. No PDF is made until the sheet is written.
 SpooledSheet renderSpooled(const std::vector<SheetInput>& inputs, const SheetRecipe& recipe,
                            const std::filesystem::path& spoolFolder,
-                           const RenderProgress& progress = {});
+                           const RenderOptions& options = {});
 
-/// The longest side, in pixels, at which a render of `recipe` decodes its pictures (every cell
-/// of a sheet has the same picture area); nothing when the recipe lays out no cells.
-std::optional<std::int64_t> pictureBound(const SheetRecipe& recipe);
+/// How many pages `recipe` lays `itemCount` images out on, from the layout alone. Throws as
+/// `cells` does.
+std::int64_t pageCount(std::int64_t itemCount, const SheetRecipe& recipe);
 
-/// `thumbnailData` made from the picture a render at `pictureBound` draws: the file is decoded
-/// once at that bound, the picture is kept in `cache` for the sheet's next render, and the
-/// thumbnail is reduced from it in memory. A bound no larger than `maxPixelSize` keeps nothing
-/// and decodes the thumbnail as `thumbnailData` does. Nothing when the file cannot be read.
-/// Never throws.
-std::optional<std::vector<std::uint8_t>> thumbnailData(const std::filesystem::path& file,
-                                                       std::int64_t maxPixelSize,
-                                                       PictureCache& cache,
-                                                       std::int64_t pictureBound);
+/// Draws and encodes page `page` (from 0) of the sheet that `render` makes of `inputs`, and
+/// nothing else: only that page's pictures are decoded, and the bytes are those of the same
+/// page of `render` with the same options. `page` must be below `pageCount`. Throws as
+/// `render` does (`cannotRead` naming the page's first file that fails), and
+/// `RenderCancelled`.
+std::vector<std::uint8_t> renderPage(const std::vector<SheetInput>& inputs,
+                                     const SheetRecipe& recipe, std::int64_t page,
+                                     const RenderOptions& options = {});
+
+/// One PDF document of encoded pages (as `render` makes them), each page `pdfPageSize` points:
+/// the `pdf` of a render whose pages these are. Throws `cannotCreateContext` when a page
+/// cannot be taken apart or the document cannot be built.
+std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
+                                  SheetSize pdfPageSize);
+
+/// `thumbnailData` made, where it can be, from a picture that a render already keeps in
+/// `cache` (counted as reused): the smallest picture of the file decoded or reduced for at
+/// least `maxPixelSize`, reduced again in memory. Without one the file is decoded as
+/// `thumbnailData` does, and nothing is kept. Nothing when the file cannot be read, or when
+/// `cancellation` stopped the decoding (a JPEG stops within a fraction of its file). Never
+/// throws.
+std::optional<std::vector<std::uint8_t>> thumbnailData(
+    const std::filesystem::path& file, std::int64_t maxPixelSize, PictureCache& cache,
+    const RenderCancellation* cancellation = nullptr);
 
 /// Writes the result into the folder `to` as "{name}.pdf", or "{name}.png"/"{name}.jpg" for
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads

@@ -88,8 +88,9 @@ void freePixels(VipsImage*, gpointer pixels) { std::free(pixels); }
 /// carrying its orientation and ICC profile. libvips's own JPEG loader reaches the same
 /// pixels but costs a sixth more per file in its tile machinery; files this way refuses
 /// (CMYK, anything libjpeg warns about) take that loader instead.
-ImageRef scaledJpeg(const std::filesystem::path& file, int size, bool& cut) {
-    std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, size, cut);
+ImageRef scaledJpeg(const std::filesystem::path& file, int size, int minimum, bool& cut,
+                    const std::atomic<bool>* stop) {
+    std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, minimum, cut, stop);
     if (!decoded) return {};
     const std::size_t length = static_cast<std::size_t>(decoded->width * decoded->height) *
                                static_cast<std::size_t>(decoded->components);
@@ -110,17 +111,19 @@ ImageRef scaledJpeg(const std::filesystem::path& file, int size, bool& cut) {
     return reduced(image, size);
 }
 
-/// The picture at `size` on its longer side at most, upright, failing on damaged data.
-ImageRef thumbnail(const std::filesystem::path& file, int size) {
+/// The picture at `size` on its longer side at most, upright, failing on damaged data; a JPEG
+/// from the DCT scale that leaves at least `minimum`, given up once `stop` is raised.
+ImageRef thumbnail(const std::filesystem::path& file, int size, int minimum,
+                   const std::atomic<bool>* stop) {
     bool cut = false;
-    if (ImageRef fast = scaledJpeg(file, size, cut)) return fast;
+    if (ImageRef fast = scaledJpeg(file, size, minimum, cut, stop)) return fast;
     // libvips would fill the missing scans with grey.
     if (cut) return {};
     const char* loader = vips_foreign_find_load(file.c_str());
     if (!loader) return {};
     const std::string_view name(loader);
     if (name == "VipsForeignLoadJpegFile") {
-        const int shrink = jpegShrink(file, size);
+        const int shrink = jpegShrink(file, minimum);
         return shrink > 0 ? reduced(open(file, shrink), size) : ImageRef();
     }
     // libvips's thumbnail would take the picture embedded in a HEIF file when it is large
@@ -202,18 +205,22 @@ Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t hei
 
 }  // namespace
 
-std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize) {
+std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
+                                    std::int64_t minimumPixelSize, const std::atomic<bool>* stop) {
     ensureDecodersFor(file);
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
     const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
+    const int minimum = minimumPixelSize > 0
+                            ? static_cast<int>(std::clamp<std::int64_t>(minimumPixelSize, 1, size))
+                            : size;
 
     // Nothing but a regular file is opened (a FIFO would block, a device never end), and
     // nothing whose decoding would take more memory than the budget allows.
     if (!openRegularFile(file)) return std::nullopt;
     if (!withinDecodingBudget(file, size)) return std::nullopt;
 
-    ImageRef image = thumbnail(file, size);
+    ImageRef image = thumbnail(file, size, minimum, stop);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
     const int bands = image ? vips_image_get_bands(image.get()) : 0;
     if (!image || bands < 1 || bands > 4) {

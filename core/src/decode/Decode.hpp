@@ -1,6 +1,7 @@
 #pragma once
 // Bounded, upright decoding of image files through libvips.
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -20,6 +21,14 @@ void ensureDecodersFor(const std::filesystem::path& file);
 /// orientation applied, converted to sRGB, its longer side at most max(1, maxPixelSize) and
 /// never enlarged. Nothing when the file cannot be opened or any part of it fails to decode:
 /// a truncated or corrupt file never yields a partly grey picture.
-std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize);
+///
+/// A JPEG is decoded at the smallest DCT scale that leaves its longer side at least
+/// `minimumPixelSize` (at most `maxPixelSize`; 0 means `maxPixelSize`), then reduced to
+/// `maxPixelSize` when it is still larger: a caller that can take a picture a little smaller
+/// than the bound saves the larger scale and the reduction. A JPEG's decoding is given up, with
+/// nothing, once `stop` is raised.
+std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
+                                    std::int64_t minimumPixelSize = 0,
+                                    const std::atomic<bool>* stop = nullptr);
 
 }  // namespace tessel::detail

@@ -8,7 +8,7 @@
 
 namespace tessel::detail {
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
-                                                double quality) {
+                                                double quality, bool compressed) {
     if (!isWellFormed(bitmap)) return std::nullopt;
     if (as == SheetOutputFormat::jpeg) {
         // JPEG has no alpha: the premultiplied colour is the page composited over black.
@@ -16,11 +16,13 @@ std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutpu
                           [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); });
     }
     if (isOpaque(bitmap)) {
-        return encodePNG(bitmap.width, bitmap.height, PngColor::rgb,
-                         [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); });
+        return encodePNG(
+            bitmap.width, bitmap.height, PngColor::rgb,
+            [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); }, compressed);
     }
-    return encodePNG(bitmap.width, bitmap.height, PngColor::rgba,
-                     [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); });
+    return encodePNG(
+        bitmap.width, bitmap.height, PngColor::rgba,
+        [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); }, compressed);
 }
 
 std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture) {
@@ -32,8 +34,9 @@ OpaquePageWriter::OpaquePageWriter(std::unique_ptr<PngRowWriter> png) : png_(std
 
 OpaquePageWriter::~OpaquePageWriter() = default;
 
-std::unique_ptr<OpaquePageWriter> OpaquePageWriter::start(std::int64_t width, std::int64_t height) {
-    auto png = PngRowWriter::start(width, height, PngColor::rgb);
+std::unique_ptr<OpaquePageWriter> OpaquePageWriter::start(std::int64_t width, std::int64_t height,
+                                                          bool compressed) {
+    auto png = PngRowWriter::start(width, height, PngColor::rgb, compressed);
     if (!png) return nullptr;
     return std::unique_ptr<OpaquePageWriter>(new OpaquePageWriter(std::move(png)));
 }

@@ -16,9 +16,10 @@
 namespace tessel::detail {
 
 /// JPEG for `jpeg` (quality clamped to 0...1, NaN as 0), PNG for `png` and `pdf` (quality
-/// ignored). Nothing when encoding fails; never throws.
+/// ignored; rows stored as they are unless `compressed`). Nothing when encoding fails; never
+/// throws.
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
-                                                double quality);
+                                                double quality, bool compressed = true);
 
 /// A list thumbnail: `picture` as JPEG at quality 0.78.
 std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture);
@@ -29,7 +30,8 @@ std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture);
 class OpaquePageWriter {
 public:
     /// Nothing when the page is out of PNG's range or the encoder cannot start.
-    static std::unique_ptr<OpaquePageWriter> start(std::int64_t width, std::int64_t height);
+    static std::unique_ptr<OpaquePageWriter> start(std::int64_t width, std::int64_t height,
+                                                   bool compressed = true);
     ~OpaquePageWriter();
     OpaquePageWriter(const OpaquePageWriter&) = delete;
     OpaquePageWriter& operator=(const OpaquePageWriter&) = delete;

@@ -16,15 +16,20 @@ namespace tessel::detail {
 /// the frame's longer side, fraction dropped, at least 1.
 std::int64_t decodeSize(const SheetRect& imageFrame);
 
-/// The upright, bounded picture for `cell`. Throws `TesselError::cannotRead` with the file's
-/// name (extension included) when it cannot be decoded.
-Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell);
+/// The upright, bounded picture for `cell`; with `nearest`, a JPEG may come from a DCT scale up
+/// to a fifth below the bound, as a preview's cached pictures may. Throws
+/// `TesselError::cannotRead` with the file's name (extension included) when it cannot be
+/// decoded.
+Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool nearest = false,
+                     const RenderCancellation* cancellation = nullptr);
 
-/// `decodeForCell`, through `cache` when there is one, as `reuse` allows. With
+/// `decodeForCell`, through `cache` when there is one, as `reuse` allows. A JPEG's decoding
+/// stops once `cancellation` is set, and the picture then fails as an unreadable one would. With
 /// `CachedPictures::nearest` the cache also keeps the picture at the size the cell draws it
 /// with `fit`, when that is well below the decoded size, and that is what comes back: an edit
 /// that leaves the cells as they were then draws every picture without resampling it.
 SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, PictureCache* cache,
-                             CachedPictures reuse, SheetFit fit);
+                             CachedPictures reuse, SheetFit fit,
+                             const RenderCancellation* cancellation = nullptr);
 
 }  // namespace tessel::detail

@@ -86,12 +86,14 @@ SharedPicture PictureStore::picture(PictureCache& cache, const std::filesystem::
 
     std::optional<Bitmap> made;
     if (larger) made = reducedPicture(*larger, bound);
-    const bool exact = !made;
+    const bool decoded = !made;
     if (!made) made = decode();
     auto picture = std::make_shared<const Bitmap>(std::move(*made));
 
     const std::lock_guard lock(store.mutex);
-    ++(exact ? store.counts.decoded : store.counts.reduced);
+    ++(decoded ? store.counts.decoded : store.counts.reduced);
+    // A picture decoded for a preview may be a little smaller than the bound: never exact.
+    const bool exact = decoded && reuse == CachedPictures::exact;
     store.keepLocked({*identity, bound, exact, picture, std::ssize(picture->pixels)});
     return picture;
 }
@@ -123,6 +125,22 @@ SharedPicture PictureStore::drawnPicture(PictureCache& cache, const std::filesys
         store.keepLocked({*identity, drawnSize, false, picture, std::ssize(picture->pixels)});
     }
     return picture;
+}
+
+SharedPicture PictureStore::atLeast(PictureCache& cache, const std::filesystem::path& file,
+                                    std::int64_t bound) {
+    PictureStore& store = *cache.store_;
+    const std::optional<Identity> identity = identityOf(file);
+    if (!identity) return nullptr;
+    const std::lock_guard lock(store.mutex);
+    const Entry* smallest = nullptr;
+    for (const Entry& entry : store.entries)
+        if (entry.identity == *identity && entry.bound >= bound &&
+            (!smallest || entry.bound < smallest->bound))
+            smallest = &entry;
+    if (!smallest) return nullptr;
+    ++store.counts.reused;
+    return smallest->picture;
 }
 
 void PictureStore::keepLocked(Entry entry) {

@@ -32,6 +32,11 @@ struct PictureStore {
     static SharedPicture drawnPicture(PictureCache& cache, const std::filesystem::path& file,
                                       std::int64_t drawnSize, const SharedPicture& source);
 
+    /// The smallest picture of `file` kept for a bound of at least `bound`, decoded or
+    /// reduced, counted as reused; nothing when there is none.
+    static SharedPicture atLeast(PictureCache& cache, const std::filesystem::path& file,
+                                 std::int64_t bound);
+
     struct Identity {
         std::filesystem::path file;
         std::uintmax_t size = 0;

@@ -7,6 +7,7 @@
 
 #include "tessel/TesselError.hpp"
 
+#include "base/Fatal.hpp"
 #include "base/WorkerPool.hpp"
 #include "formats/Encode.hpp"
 #include "render/RenderDriver.hpp"
@@ -15,18 +16,49 @@
 namespace tessel {
 namespace detail {
 
+namespace {
+
+/// Draws and encodes the pages of `cells`, which are numbered from 0 and hold `inputs` in order.
+std::vector<std::vector<std::uint8_t>> renderCells(const std::vector<SheetInput>& inputs,
+                                                   const std::vector<SheetCell>& cells,
+                                                   const SheetRecipe& recipe,
+                                                   const RenderOptions& options, int workers,
+                                                   PageSpool* spool) {
+    const auto pageCount = static_cast<std::size_t>(cells.back().page + 1);
+    const auto threadCount = std::min(static_cast<std::size_t>(std::max(workers, 1)), cells.size());
+    RenderJob job(inputs, cells, recipe, pageCount, threadCount, options, spool);
+    WorkerPool::run(job, threadCount, static_cast<std::int64_t>(pageCount), options.progress);
+    return job.takePages();
+}
+
+}  // namespace
+
 std::vector<std::vector<std::uint8_t>> renderPages(
     const std::vector<SheetInput>& inputs, const SheetRecipe& recipe, const RenderOptions& options,
     int workers, const std::function<PageSpool*(std::size_t pageCount)>& spoolFor) {
     if (inputs.empty()) throw TesselError::noImages();
     const auto cells = TesselRenderer::cells(static_cast<std::int64_t>(inputs.size()), recipe);
-    const auto pageCount = static_cast<std::size_t>(cells.back().page + 1);
-    PageSpool* spool = spoolFor ? spoolFor(pageCount) : nullptr;
+    PageSpool* spool =
+        spoolFor ? spoolFor(static_cast<std::size_t>(cells.back().page + 1)) : nullptr;
+    return renderCells(inputs, cells, recipe, options, workers, spool);
+}
 
-    const auto threadCount = std::min(static_cast<std::size_t>(std::max(workers, 1)), cells.size());
-    RenderJob job(inputs, cells, recipe, pageCount, threadCount, options, spool);
-    WorkerPool::run(job, threadCount, static_cast<std::int64_t>(pageCount), options.progress);
-    return job.takePages();
+std::vector<std::uint8_t> renderOnePage(const std::vector<SheetInput>& inputs,
+                                        const SheetRecipe& recipe, std::int64_t page,
+                                        const RenderOptions& options, int workers) {
+    if (inputs.empty()) throw TesselError::noImages();
+    const auto cells = TesselRenderer::cells(static_cast<std::int64_t>(inputs.size()), recipe);
+    // The page alone, as a sheet of one page: a page is drawn from its own cells only.
+    std::vector<SheetInput> pageInputs;
+    std::vector<SheetCell> pageCells;
+    for (std::size_t index = 0; index < cells.size(); ++index) {
+        if (cells[index].page != page) continue;
+        pageInputs.push_back(inputs[index]);
+        pageCells.push_back(cells[index]);
+        pageCells.back().page = 0;
+    }
+    if (pageCells.empty()) fatal("a page beyond the sheet");
+    return std::move(renderCells(pageInputs, pageCells, recipe, options, workers, nullptr).front());
 }
 
 SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
@@ -56,12 +88,28 @@ SheetRenderResult TesselRenderer::render(const std::vector<SheetInput>& inputs,
                                      static_cast<int>(detail::WorkerPool::defaultThreads()));
 }
 
+std::int64_t TesselRenderer::pageCount(std::int64_t itemCount, const SheetRecipe& recipe) {
+    return cells(itemCount, recipe).back().page + 1;
+}
+
+std::vector<std::uint8_t> TesselRenderer::renderPage(const std::vector<SheetInput>& inputs,
+                                                     const SheetRecipe& recipe, std::int64_t page,
+                                                     const RenderOptions& options) {
+    return detail::renderOnePage(inputs, recipe, page, options,
+                                 static_cast<int>(detail::WorkerPool::defaultThreads()));
+}
+
+std::vector<std::uint8_t> TesselRenderer::makePDF(
+    const std::vector<std::vector<std::uint8_t>>& pages, SheetSize pdfPageSize) {
+    return detail::makePDF(pages, pdfPageSize);
+}
+
 SpooledSheet TesselRenderer::renderSpooled(const std::vector<SheetInput>& inputs,
                                            const SheetRecipe& recipe,
                                            const std::filesystem::path& spoolFolder,
-                                           const RenderProgress& progress) {
+                                           const RenderOptions& options) {
     std::unique_ptr<detail::PageSpool> spool;
-    detail::renderPages(inputs, recipe, RenderOptions{.progress = progress},
+    detail::renderPages(inputs, recipe, options,
                         static_cast<int>(detail::WorkerPool::defaultThreads()),
                         [&](std::size_t pageCount) {
                             try {

@@ -17,6 +17,11 @@ std::vector<std::vector<std::uint8_t>> renderPages(
     const std::vector<SheetInput>& inputs, const SheetRecipe& recipe, const RenderOptions& options,
     int workers, const std::function<PageSpool*(std::size_t pageCount)>& spoolFor = {});
 
+/// `TesselRenderer::renderPage` on `workers` threads.
+std::vector<std::uint8_t> renderOnePage(const std::vector<SheetInput>& inputs,
+                                        const SheetRecipe& recipe, std::int64_t page,
+                                        const RenderOptions& options, int workers);
+
 /// `TesselRenderer::render` on `workers` threads (raised to 1; `render` uses
 /// `WorkerPool::defaultThreads`). Pictures are decoded on every
 /// worker at once and drawn in sheet order, pages are encoded as soon as they are complete and

@@ -69,6 +69,7 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
       cache_(options.pictures),
       reuse_(options.reuse),
       cancellation_(options.cancellation),
+      compressed_(options.compression == PageCompression::compact),
       spool_(spool),
       pages_(pageCount),
       failedCell_(cells.size()),
@@ -99,7 +100,11 @@ void RenderJob::stop() noexcept {
 
 std::vector<std::vector<std::uint8_t>> RenderJob::takePages() {
     const std::lock_guard lock(mutex_);
-    if (cancelled_) throw RenderCancelled();
+    // A picture whose decoding the cancellation stopped fails as an unreadable one: the render
+    // that did not end was cancelled all the same.
+    const bool complete = !drawError_ && !unexpected_ && !encodeFailed_;
+    if (cancelled_ || (!complete && cancellation_ && cancellation_->isCancelled()))
+        throw RenderCancelled();
     if (drawError_) throw *drawError_;
     if (unexpected_) std::rethrow_exception(unexpected_);
     if (encodeFailed_) throw TesselError::cannotEncode();
@@ -140,7 +145,8 @@ void RenderJob::takeCells(ProgressCount& progress) {
 
 RenderJob::Decoded RenderJob::decode(std::size_t index) const {
     try {
-        return {pictureForCell(inputs_[index], cells_[index], cache_, reuse_, recipe_.fit),
+        return {pictureForCell(inputs_[index], cells_[index], cache_, reuse_, recipe_.fit,
+                               cancellation_),
                 std::nullopt};
     } catch (const TesselError& error) {
         return {nullptr, error};
@@ -192,7 +198,7 @@ bool RenderJob::drawOne(std::size_t index, Decoded decoded) {
         page.canvas = makePage(recipe_);
         if (encodeWhileDrawing_) {
             const Bitmap& pixels = page.canvas->pixels();
-            page.writer = OpaquePageWriter::start(pixels.width, pixels.height);
+            page.writer = OpaquePageWriter::start(pixels.width, pixels.height, compressed_);
         }
     }
     if (decoded.error) throw *decoded.error;
@@ -227,7 +233,7 @@ void RenderJob::encodePage(std::size_t page, ProgressCount& progress) {
     // A page that turned out not opaque after all is encoded whole.
     std::optional<std::vector<std::uint8_t>> bytes;
     if (writer) bytes = writer->finish(bitmap);
-    if (!bytes) bytes = encode(bitmap, format, recipe_.jpegQuality);
+    if (!bytes) bytes = encode(bitmap, format, recipe_.jpegQuality, compressed_);
     bool spooled = false;
     if (bytes && spool_) {
         try {

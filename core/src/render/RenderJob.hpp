@@ -108,6 +108,7 @@ private:
     PictureCache* const cache_;
     const CachedPictures reuse_;
     const RenderCancellation* const cancellation_;
+    const bool compressed_;
     PageSpool* const spool_;
 
     std::atomic<std::size_t> nextCell_{0};

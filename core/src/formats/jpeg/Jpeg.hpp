@@ -2,6 +2,7 @@
 // JPEG: encoding RGB rows and decoding a file at a reduced DCT scale (libjpeg-turbo), and the
 // one walk over a file's markers, which both inspection and PDF assembly use.
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -82,7 +83,9 @@ struct ScaledJpeg {
 /// be told apart, and replication is the cheaper. Nothing for CMYK and YCCK files, and nothing at
 /// the first warning or error: damaged data, an early end, anything libjpeg only complains about.
 /// The caller then has to take the slower, more forgiving way, unless `cut` is set: a
-/// progressive file whose scans end before their data does, which no decoder can complete.
-std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut);
+/// progressive file whose scans end before their data does, which no decoder can complete, or
+/// a decoding given up because `stop` was raised (it is looked at before every read).
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut,
+                                           const std::atomic<bool>* stop = nullptr);
 
 }  // namespace tessel::detail

@@ -32,7 +32,8 @@ void jumpOnWarning(j_common_ptr info, int level) {
 // blocks, with this one for nearly all of them (about a tenth less decoding time).
 class FileSource {
 public:
-    explicit FileSource(int descriptor) : descriptor_(descriptor) {
+    FileSource(int descriptor, const std::atomic<bool>* stop)
+        : descriptor_(descriptor), stop_(stop) {
         manager_.init_source = [](j_decompress_ptr) {};
         manager_.fill_input_buffer = fill;
         manager_.skip_input_data = skip;
@@ -43,6 +44,8 @@ public:
     FileSource& operator=(const FileSource&) = delete;
 
     jpeg_source_mgr* manager() { return &manager_; }
+    /// True when the decoding was given up because its stop was raised.
+    bool stopped() const { return stopped_; }
 
 private:
     static constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
@@ -56,6 +59,10 @@ private:
     // warning (which the caller turns into a failure) and a made-up end-of-image marker.
     static boolean fill(j_decompress_ptr info) {
         FileSource& source = of(info);
+        if (source.stop_ && source.stop_->load(std::memory_order_relaxed)) {
+            source.stopped_ = true;
+            ERREXIT(info, JERR_FILE_READ);
+        }
         ssize_t got = 0;
         do {
             got = ::read(source.descriptor_, source.buffer_.get(), kBufferSize);
@@ -88,7 +95,9 @@ private:
 
     jpeg_source_mgr manager_{};
     int descriptor_;
+    const std::atomic<bool>* stop_;
     bool started_ = false;
+    bool stopped_ = false;
     std::unique_ptr<JOCTET[]> buffer_ = std::make_unique_for_overwrite<JOCTET[]>(kBufferSize);
 };
 
@@ -164,7 +173,8 @@ private:
 
 }  // namespace
 
-std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut) {
+std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut,
+                                           const std::atomic<bool>* stop) {
     cut = false;
     const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor) return std::nullopt;
@@ -173,10 +183,12 @@ std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, in
     if (::pread(descriptor.get(), magic, 2, 0) != 2 || magic[0] != 0xFF || magic[1] != 0xD8)
         return std::nullopt;
     ScaledJpeg out;
-    FileSource source(descriptor.get());
+    FileSource source(descriptor.get(), stop);
     Decompressor decompressor(cut);
-    if (!decompressor.run(source, std::max(size, 1), out) || out.width < 1 || out.height < 1 ||
-        (out.components != 1 && out.components != 3))
+    const bool decoded = decompressor.run(source, std::max(size, 1), out);
+    // Nobody waits for a picture given up: no other decoder should take it up either.
+    if (source.stopped()) cut = true;
+    if (!decoded || out.width < 1 || out.height < 1 || (out.components != 1 && out.components != 3))
         return std::nullopt;
     return out;
 }

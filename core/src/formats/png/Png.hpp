@@ -20,10 +20,12 @@ enum class PngColor { gray, rgb, rgba };
 using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 
 /// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk.
-/// The deflate settings favour speed on photographic pages (see PngEncode.cpp). Nothing when
-/// the size is out of PNG's range or the encoder fails.
+/// The deflate settings favour speed on photographic pages (see PngEncode.cpp); when not
+/// `compressed`, rows are stored as they are, for a page that is read back at once. Nothing
+/// when the size is out of PNG's range or the encoder fails.
 std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
-                                                   PngColor color, const PngRowSource& rows);
+                                                   PngColor color, const PngRowSource& rows,
+                                                   bool compressed = true);
 
 /// The same PNG written a few rows at a time, as they become ready: the bytes are those
 /// `encodePNG` gives for the same rows.
@@ -31,7 +33,7 @@ class PngRowWriter {
 public:
     /// Nothing when the size is out of PNG's range or the encoder cannot start.
     static std::unique_ptr<PngRowWriter> start(std::int64_t width, std::int64_t height,
-                                               PngColor color);
+                                               PngColor color, bool compressed = true);
     ~PngRowWriter();
     PngRowWriter(const PngRowWriter&) = delete;
     PngRowWriter& operator=(const PngRowWriter&) = delete;
