@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tessel/Render.hpp"
+
 #include "model/RecipeCheck.hpp"
 
 namespace tessel::app {
@@ -9,7 +11,7 @@ namespace {
 
 // Background tasks mostly wait (on the network, on the core's own render threads), so the
 // pool may hold more of them than there are processors.
-constexpr int leastBackgroundThreads = 4;
+constexpr int leastBackgroundThreads = 8;
 
 }  // namespace
 
@@ -21,10 +23,16 @@ AppModel::AppModel(AppServices services, QObject* parent)
       recipe_(tessel::recipe(SheetPreset::contact)),
       selectedPreset_(SheetPreset::contact),
       baseName_(QStringLiteral("Contact Sheet")) {
-    pool_.setMaxThreadCount(std::max(QThread::idealThreadCount() + 2, leastBackgroundThreads));
+    pool_.setMaxThreadCount(std::max(QThread::idealThreadCount() + 6, leastBackgroundThreads));
     previewTimer_.setSingleShot(true);
     previewTimer_.setInterval(280);
     connect(&previewTimer_, &QTimer::timeout, this, &AppModel::startPreviewRender);
+    drawTimer_.setSingleShot(true);
+    drawTimer_.setInterval(0);
+    connect(&drawTimer_, &QTimer::timeout, this, &AppModel::drawNextPage);
+    thumbnailTimer_.setSingleShot(true);
+    thumbnailTimer_.setInterval(100);
+    connect(&thumbnailTimer_, &QTimer::timeout, this, &AppModel::applyThumbnails);
 
     savedLayouts_ = loadSavedLayouts(layoutsFile_);
     checkForUpdate();
@@ -33,6 +41,12 @@ AppModel::AppModel(AppServices services, QObject* parent)
 AppModel::~AppModel() { pool_.waitForDone(); }
 
 void AppModel::waitForBackgroundWork() { pool_.waitForDone(); }
+
+bool AppModel::isIdle() const {
+    return batchesRunning_ == 0 && !previewTimer_.isActive() && !drawTimer_.isActive() &&
+           !pageRender_ && thumbnailsRunning_ == 0 && !thumbnailTimer_.isActive() && !exportTask_ &&
+           !printTask_ && pool_.activeThreadCount() == 0;
+}
 
 QUrl AppModel::feedbackURL() const {
     return QUrl(QStringLiteral("https://orvane.com/?app=tessel"));
@@ -97,11 +111,12 @@ void AppModel::setIsDropTargeted(bool targeted) {
     assign(isDropTargeted_, targeted, &AppModel::isDropTargetedChanged);
 }
 
-void AppModel::setPreviewResult(std::optional<SheetRenderResult> result) {
-    // Compared byte for byte, so an identical re-render does not redraw the views.
-    if (previewResult_ == result) return;
+void AppModel::setPreviewResult(std::optional<SheetPreview> result) {
+    // Compared byte for byte, so an identical redraw does not redraw the views; the new value
+    // is kept all the same, as it knows the sheet its next pages come from.
+    const bool same = previewResult_ == result;
     previewResult_ = std::move(result);
-    emit previewResultChanged();
+    if (!same) emit previewResultChanged();
 }
 
 void AppModel::setPreviewPage(qint64 page) {
@@ -134,6 +149,14 @@ void AppModel::setPreviewTask(quint64 task) {
     assign(previewTask_, task, &AppModel::previewTaskChanged);
 }
 
+void AppModel::setExportProgress(const std::optional<PageProgress>& progress) {
+    assign(exportProgress_, progress, &AppModel::exportProgressChanged);
+}
+
+void AppModel::setPrintProgress(const std::optional<PageProgress>& progress) {
+    assign(printProgress_, progress, &AppModel::printProgressChanged);
+}
+
 // --- Derived values ---------------------------------------------------------------------------
 
 std::optional<ImageItem> AppModel::selectedItem() const {
@@ -152,17 +175,22 @@ bool AppModel::canExport() const {
 }
 
 qint64 AppModel::pageCount() const {
-    if (previewResult_) return std::max<qint64>(std::ssize(previewResult_->pages), 1);
-    const std::int64_t perPage = recipe_.itemsPerPage();
     const auto count = static_cast<std::int64_t>(items_.size());
+    if (count == 0) return 1;
+    try {
+        return TesselRenderer::pageCount(count, recipe_);
+    } catch (const TesselError&) {
+        // A recipe that lays out nothing: as many pages as the grid would need.
+    }
+    const std::int64_t perPage = recipe_.itemsPerPage();
     return std::max<qint64>(count / perPage + (count % perPage != 0 ? 1 : 0), 1);
 }
 
 QByteArray AppModel::currentPreviewData() const {
-    if (!previewResult_ || previewPage_ < 0 || previewPage_ >= std::ssize(previewResult_->pages))
-        return {};
-    const auto& page = previewResult_->pages[static_cast<std::size_t>(previewPage_)];
-    return QByteArray(reinterpret_cast<const char*>(page.data()), std::ssize(page));
+    if (!previewResult_) return {};
+    const auto page = previewResult_->pages.find(previewPage_);
+    if (page == previewResult_->pages.end()) return {};
+    return QByteArray(reinterpret_cast<const char*>(page->second.data()), std::ssize(page->second));
 }
 
 std::vector<SheetInput> AppModel::inputs() const {

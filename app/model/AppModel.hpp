@@ -11,8 +11,11 @@
 /// they depend on changes (see each one).
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QObject>
+#include <QPointer>
+#include <QSet>
 #include <QString>
 #include <QThreadPool>
 #include <QTimer>
@@ -33,7 +36,10 @@
 
 #include "model/ImageItem.hpp"
 #include "model/ImageSort.hpp"
+#include "model/SheetPreview.hpp"
 #include "services/AppServices.hpp"
+
+class QPdfDocument;
 
 namespace tessel::app {
 
@@ -60,7 +66,7 @@ class AppModel : public QObject {
     Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
     Q_PROPERTY(bool isDropTargeted READ isDropTargeted WRITE setIsDropTargeted NOTIFY
                    isDropTargetedChanged)
-    Q_PROPERTY(std::optional<tessel::SheetRenderResult> previewResult READ previewResult NOTIFY
+    Q_PROPERTY(std::optional<tessel::app::SheetPreview> previewResult READ previewResult NOTIFY
                    previewResultChanged)
     Q_PROPERTY(qint64 previewPage READ previewPage NOTIFY previewPageChanged)
     Q_PROPERTY(std::optional<QString> errorMessage READ errorMessage WRITE setErrorMessage NOTIFY
@@ -72,6 +78,10 @@ class AppModel : public QObject {
     Q_PROPERTY(bool isUpdating READ isUpdating NOTIFY isUpdatingChanged)
     Q_PROPERTY(bool isCheckingForUpdate READ isCheckingForUpdate NOTIFY isCheckingForUpdateChanged)
     Q_PROPERTY(quint64 previewTask READ previewTask NOTIFY previewTaskChanged)
+    Q_PROPERTY(std::optional<tessel::app::PageProgress> exportProgress READ exportProgress NOTIFY
+                   exportProgressChanged)
+    Q_PROPERTY(std::optional<tessel::app::PageProgress> printProgress READ printProgress NOTIFY
+                   printProgressChanged)
     // Derived, read-only.
     Q_PROPERTY(std::optional<tessel::app::ImageItem> selectedItem READ selectedItem)
     Q_PROPERTY(std::optional<QString> validationMessage READ validationMessage)
@@ -120,17 +130,18 @@ public:
     /// The file name the export panel proposes, before the suffix and extension.
     QString baseName() const { return baseName_; }
     void setBaseName(const QString& baseName);
-    /// True while a batch of added files is scanned and inspected.
+    /// True while a batch of added files is scanned and their headers read. Items appear as
+    /// their headers are read; thumbnails fill in afterwards.
     bool isLoading() const { return isLoading_; }
-    /// True while a preview is scheduled or rendering.
+    /// True while a preview is scheduled, or the page on screen is being drawn.
     bool isRendering() const { return isRendering_; }
     /// True while an export runs; adding and removing images are refused meanwhile.
     bool isExporting() const { return isExporting_; }
     /// Set by the window while a drag hovers over it.
     bool isDropTargeted() const { return isDropTargeted_; }
     void setIsDropTargeted(bool targeted);
-    /// The latest successful preview render.
-    const std::optional<SheetRenderResult>& previewResult() const { return previewResult_; }
+    /// The latest preview: the pages drawn so far of the latest sheet that drew one.
+    const std::optional<SheetPreview>& previewResult() const { return previewResult_; }
     /// The zero-based page shown in the preview.
     qint64 previewPage() const { return previewPage_; }
     /// The message for the user; the window shows it and sets it to nothing when dismissed.
@@ -147,6 +158,11 @@ public:
     /// The preview task last scheduled, 1 and up; 0 before the first. Cancelling a task leaves
     /// its number here.
     quint64 previewTask() const { return previewTask_; }
+    /// Pages drawn so far while an export renders; nothing otherwise.
+    const std::optional<PageProgress>& exportProgress() const { return exportProgress_; }
+    /// Pages drawn so far while "Print…" renders the pages the preview does not hold; nothing
+    /// otherwise.
+    const std::optional<PageProgress>& printProgress() const { return printProgress_; }
 
     // --- Derived values ----------------------------------------------------------------------
 
@@ -158,11 +174,12 @@ public:
     std::optional<QString> validationMessage() const;
     /// True when there are items, nothing loads, renders or exports, and the recipe is valid.
     bool canExport() const;
-    /// Pages of the preview (at least 1); without one, an estimate from the item count and the
-    /// grid. Changes with `previewResult`, `items` and `recipe`.
+    /// Pages of the sheet (at least 1), from the layout of the items with the recipe; when the
+    /// recipe lays out nothing, an estimate from the item count and the grid. Changes with
+    /// `items` and `recipe`.
     qint64 pageCount() const;
     /// The encoded image (PNG, or JPEG for JPEG output) of page `previewPage`; empty when
-    /// there is no preview or the page lies outside it.
+    /// there is no preview or that page is not drawn yet.
     QByteArray currentPreviewData() const;
 
     // --- The image list ----------------------------------------------------------------------
@@ -203,14 +220,24 @@ public:
     /// Schedules a preview render 280 ms from now, cancelling the one scheduled or running.
     /// With no items or an invalid recipe the preview is cleared instead.
     void refreshPreview();
-    /// One preview page back or forward, within the pages.
+    /// One preview page back or forward, within the pages. A page not drawn yet is drawn at
+    /// once, without the wait for further edits.
     void previousPage();
     void nextPage();
+    /// Tells the model which rows of the list are on screen (from 0, `last` included), so that
+    /// their thumbnails are made first.
+    void showingRows(qint64 first, qint64 last);
     /// Asks for a location in the save panel, then renders and writes the sheet there in the
-    /// background. Nothing unless `canExport`.
+    /// background, with `exportProgress`. Nothing unless `canExport`.
     void exportSheet();
-    /// Prints the preview's PDF through the printing service. Nothing without a preview.
+    /// Stops the export's render; nothing is written and no message is shown.
+    void cancelExport();
+    /// Prints the preview's pages through the printing service, at the size they were drawn
+    /// for. When the preview does not hold every page, the missing ones are drawn first in the
+    /// background, with `printProgress`. Nothing without a preview.
     void printSheet();
+    /// Stops drawing the pages for printing; nothing is printed.
+    void cancelPrint();
     /// Shows the files of the last export in the file viewer.
     void revealOutput();
 
@@ -235,6 +262,9 @@ public:
     /// Blocks until the background work started so far has finished. Its results reach the
     /// model through the event loop afterwards. For tests and measurements.
     void waitForBackgroundWork();
+    /// True when no work is running or waiting: no batch, page, thumbnail, export or print, and
+    /// no result waiting to be applied. For tests and measurements.
+    bool isIdle() const;
     /// The decoded pictures that previews and exports share, held while their images are
     /// listed. For tests and measurements.
     const PictureCache& pictureCache() const { return *pictures_; }
@@ -260,23 +290,34 @@ signals:
     void isUpdatingChanged();
     void isCheckingForUpdateChanged();
     void previewTaskChanged();
+    void exportProgressChanged();
+    void printProgressChanged();
 
-    /// A preview render started in the background, after the wait.
+    /// A preview started drawing its pages in the background, after the wait.
     void previewRenderStarted();
     /// An update was handed over to its installer: the application must quit now.
     void quitRequested();
 
 private:
-    // What a preview render gets: the inputs and the recipe at the moment it was scheduled.
-    struct PreviewJob {
-        std::vector<SheetInput> inputs;
-        SheetRecipe recipe;
-    };
     // A background result, or the user-facing text of its failure.
     template <class T>
     struct Outcome {
         std::optional<T> value;
         QString error;
+        bool cancelled = false;  // stopped on purpose: neither a value nor a failure
+    };
+    // One page of the preview being drawn in the background.
+    struct PageRender {
+        std::shared_ptr<const PreviewSheet> sheet;
+        qint64 page = 0;
+        std::shared_ptr<RenderCancellation> cancellation;
+    };
+    // Items of one batch of added files whose headers were read, in scan order.
+    struct AddedItems {
+        std::vector<ImageItem> items;
+        bool firstOfBatch = false;  // holds the batch's first new item
+        bool lastOfBatch = false;
+        bool batchAddedAny = false;  // the batch made at least one item so far
     };
 
     // Assigns `value` to `field` and emits `signal` when they differ.
@@ -286,6 +327,10 @@ private:
     // the model is gone by then. Defined in model/Background.hpp.
     template <class Work, class Apply>
     void runInBackground(Work work, Apply apply);
+    // Calls `apply` on the main thread with the model, unless the model is gone by then. For
+    // work that hands back more than one result. Defined in model/Background.hpp.
+    template <class Apply>
+    static void applyLater(const QPointer<AppModel>& model, Apply apply);
     // Runs `work`, keeping its value or the text of its failure (`otherwise` for failures
     // that are not a `TesselError`). Defined in model/Background.hpp.
     template <class T, class Work>
@@ -300,22 +345,45 @@ private:
     void setIsLoading(bool loading);
     void setIsRendering(bool rendering);
     void setIsExporting(bool exporting);
-    void setPreviewResult(std::optional<SheetRenderResult> result);
+    void setPreviewResult(std::optional<SheetPreview> result);
     void setPreviewPage(qint64 page);
     void setLastExportedURLs(std::vector<std::filesystem::path> files);
     void setAvailableUpdate(const std::optional<UpdateInfo>& update);
     void setIsUpdating(bool updating);
     void setIsCheckingForUpdate(bool checking);
     void setPreviewTask(quint64 task);
+    void setExportProgress(const std::optional<PageProgress>& progress);
+    void setPrintProgress(const std::optional<PageProgress>& progress);
 
     std::vector<SheetInput> inputs() const;
     void forgetPictures(const std::filesystem::path& file);
     void applySort();
-    void mergeAdded(std::vector<ImageItem> added);
+    void mergeAdded(AddedItems added);
+
+    // The preview, in model/Preview.cpp.
     void cancelPreview();
     void startPreviewRender();
-    void applyPreview(quint64 task, const SheetRecipe& snapshot,
-                      Outcome<SheetRenderResult> outcome);
+    void showPage(qint64 page);
+    std::optional<qint64> nextPageToDraw() const;
+    bool isDrawn(qint64 page) const;
+    void drawNextPage();
+    void applyPage(const PageRender& render, Outcome<std::vector<std::uint8_t>> outcome);
+    // Pages the preview is about to draw, whose pictures thumbnails wait for.
+    bool isPageAboutToBeDrawn(qint64 page) const;
+
+    // Thumbnails, in model/Thumbnails.cpp.
+    void scheduleThumbnails();
+    void stopThumbnails();
+    const ImageItem* nextThumbnail() const;
+    void applyThumbnails();
+
+    // Export and printing, in model/Export.cpp.
+    void printDocument(QPdfDocument& document, SheetSize pdfPageSize);
+    // A render's progress, reported on the main thread to `report` while `task` is still the
+    // model's `job`.
+    RenderProgress progressOf(std::shared_ptr<RenderCancellation> AppModel::*job,
+                              const std::shared_ptr<RenderCancellation>& task,
+                              void (AppModel::*report)(const std::optional<PageProgress>&));
     void persistLayouts();
     void startUpdateCheck(bool manual);
     void applyUpdateCheck(bool manual, std::optional<UpdateInfo> update);
@@ -335,7 +403,7 @@ private:
     bool isRendering_ = false;
     bool isExporting_ = false;
     bool isDropTargeted_ = false;
-    std::optional<SheetRenderResult> previewResult_;
+    std::optional<SheetPreview> previewResult_;
     qint64 previewPage_ = 0;
     std::optional<QString> errorMessage_;
     std::vector<std::filesystem::path> lastExportedURLs_;
@@ -343,14 +411,37 @@ private:
     bool isUpdating_ = false;
     bool isCheckingForUpdate_ = false;
     quint64 previewTask_ = 0;
-    bool exportTask_ = false;  // an export runs; not observable
+    std::optional<PageProgress> exportProgress_;
+    std::optional<PageProgress> printProgress_;
+    // The export in flight, and what stops it; not observable.
+    std::shared_ptr<RenderCancellation> exportTask_;
 
-    // The preview in flight: the job waiting for its timer, and whether it was cancelled.
-    std::optional<PreviewJob> scheduledPreview_;
-    bool previewCancelled_ = true;
+    // Batches of added files whose headers are still being read.
+    int batchesRunning_ = 0;
+
+    // The preview: the job waiting for the wait to end, the sheet being drawn since, and the
+    // one page being drawn of it. Pages that failed are not drawn again until the next change.
+    std::optional<PreviewSheet> scheduledPreview_;
     QTimer previewTimer_;
-    // Stops the preview render running in the background once a newer one is scheduled.
-    std::shared_ptr<RenderCancellation> runningPreview_;
+    std::shared_ptr<const PreviewSheet> sheet_;
+    std::optional<PageRender> pageRender_;
+    std::vector<qint64> failedPages_;
+    // Page turns within one turn of the event loop start one render, for the last of them.
+    QTimer drawTimer_;
+
+    // Thumbnails made or being made, by item; thumbnails made and not yet in the list; the
+    // rows on screen, whose thumbnails come first.
+    QSet<QUuid> thumbnailsStarted_;
+    int thumbnailsRunning_ = 0;
+    QHash<QUuid, QByteArray> thumbnailsMade_;
+    std::shared_ptr<RenderCancellation> thumbnailsStop_ = std::make_shared<RenderCancellation>();
+    QTimer thumbnailTimer_;
+    qint64 firstRowShown_ = 0;
+    qint64 lastRowShown_ = 15;
+
+    // The pages drawn for printing, and what stops them.
+    std::shared_ptr<RenderCancellation> printTask_;
+
     // The pictures of the listed images as previews and exports decoded them, kept while the
     // images stay in the list. Shared with the renders, which may outlive a removal.
     std::shared_ptr<PictureCache> pictures_ = std::make_shared<PictureCache>();

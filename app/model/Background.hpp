@@ -12,34 +12,44 @@
 #include <exception>
 #include <utility>
 
+#include "tessel/Render.hpp"
 #include "tessel/TesselError.hpp"
 
 #include "model/AppModel.hpp"
 
 namespace tessel::app {
 
+template <class Apply>
+void AppModel::applyLater(const QPointer<AppModel>& model, Apply apply) {
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [model, apply = std::move(apply)]() mutable {
+            if (AppModel* alive = model.data()) apply(*alive);
+        },
+        Qt::QueuedConnection);
+}
+
 template <class Work, class Apply>
 void AppModel::runInBackground(Work work, Apply apply) {
     QPointer<AppModel> model(this);
     pool_.start([model, work = std::move(work), apply = std::move(apply)]() mutable {
-        auto result = work();
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [model, apply = std::move(apply), result = std::move(result)]() mutable {
-                if (model) apply(*model, std::move(result));
-            },
-            Qt::QueuedConnection);
+        applyLater(model, [apply = std::move(apply), result = work()](AppModel& alive) mutable {
+            apply(alive, std::move(result));
+        });
     });
 }
 
 /// Runs `work` and keeps its value, or the text of its failure: a `TesselError`'s own
-/// description, and `otherwise` for any other exception.
+/// description, and `otherwise` for any other exception. A render stopped by its cancellation
+/// is neither.
 template <class T, class Work>
 AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise) {
     try {
         return {std::forward<Work>(work)(), {}};
     } catch (const TesselError& error) {
         return {std::nullopt, QString::fromStdString(error.errorDescription())};
+    } catch (const RenderCancelled&) {
+        return {std::nullopt, {}, true};
     } catch (...) {
         return {std::nullopt, QString::fromStdString(otherwise.errorDescription())};
     }

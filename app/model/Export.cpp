@@ -1,8 +1,14 @@
 // Export, printing and revealing the written files.
+//
+// Both draw every page of the sheet, with progress and a way to stop. An export puts its
+// finished pages into a spool file beside the output rather than in memory, so that a sheet of
+// thousands of images exports in the memory of a few; printing does the same when the preview
+// does not hold every page.
 
 #include <QBuffer>
 #include <QFile>
 #include <QPdfDocument>
+#include <QTemporaryDir>
 
 #include "tessel/Render.hpp"
 
@@ -33,45 +39,135 @@ void AppModel::exportSheet() {
     setBaseName(nextBaseName);
 
     setIsExporting(true);
-    exportTask_ = true;
+    const auto task = std::make_shared<RenderCancellation>();
+    exportTask_ = task;
+    setExportProgress(PageProgress{0, pageCount()});
+    const RenderProgress progress =
+        progressOf(&AppModel::exportTask_, task, &AppModel::setExportProgress);
     runInBackground(
         [inputs = inputs(), recipe = recipe_, folder = location->parent_path(), chosenName,
-         pictures = pictures_] {
+         pictures = pictures_, task, progress] {
             return capture<std::vector<fs::path>>(
                 [&] {
-                    // Always rendered afresh: the preview may be older than the recipe. Only
-                    // pictures decoded at the export's own sizes are reused, so the files are
-                    // the same as without them.
-                    const SheetRenderResult result =
-                        TesselRenderer::render(inputs, recipe, {.pictures = pictures.get()});
-                    return TesselRenderer::write(result, folder, chosenName, recipe);
+                    // Always drawn afresh: the preview may be older than the recipe, and holds
+                    // a few pages at most. Only pictures decoded at the export's own sizes are
+                    // reused, so the files are the same as without them.
+                    const SpooledSheet sheet =
+                        TesselRenderer::renderSpooled(inputs, recipe, folder,
+                                                      {.pictures = pictures.get(),
+                                                       .cancellation = task.get(),
+                                                       .progress = progress});
+                    if (task->isCancelled()) throw RenderCancelled();
+                    return TesselRenderer::write(sheet, folder, chosenName, recipe);
                 },
                 TesselError::cannotEncode());
         },
         [](AppModel& model, Outcome<std::vector<fs::path>> outcome) {
+            model.exportTask_.reset();
+            model.setExportProgress(std::nullopt);
             model.setIsExporting(false);
-            model.exportTask_ = false;
             if (outcome.value)
                 model.setLastExportedURLs(std::move(*outcome.value));
-            else
+            else if (!outcome.cancelled)
                 model.setErrorMessage(outcome.error);  // the earlier files stay listed
         });
 }
 
+void AppModel::cancelExport() {
+    // The export ends, and says so, once its render has stopped.
+    if (exportTask_) exportTask_->cancel();
+}
+
 void AppModel::printSheet() {
-    if (!previewResult_) return;
-    QByteArray bytes(reinterpret_cast<const char*>(previewResult_->pdf.data()),
-                     std::ssize(previewResult_->pdf));
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QPdfDocument document;
-    document.load(&buffer);
+    if (!previewResult_ || printTask_) return;
+    const SheetPreview& preview = *previewResult_;
+    if (preview.holdsEveryPage()) {
+        // The preview as it stands, at the size its pages were drawn for, even while a newer
+        // one is drawn.
+        std::vector<std::vector<std::uint8_t>> pages;
+        for (const auto& page : preview.pages) pages.push_back(page.second);
+        std::vector<std::uint8_t> pdf;
+        try {
+            pdf = TesselRenderer::makePDF(pages, preview.pdfPageSize);
+        } catch (const TesselError&) {
+        }
+        QByteArray bytes(reinterpret_cast<const char*>(pdf.data()), std::ssize(pdf));
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::ReadOnly);
+        QPdfDocument document;
+        document.load(&buffer);
+        printDocument(document, preview.pdfPageSize);
+        return;
+    }
+
+    // The pages the preview does not hold are drawn first, from the same sheet, into a PDF
+    // file in a folder of its own that goes once the document is printed.
+    const auto task = std::make_shared<RenderCancellation>();
+    printTask_ = task;
+    setPrintProgress(PageProgress{0, preview.pageCount});
+    const RenderProgress progress =
+        progressOf(&AppModel::printTask_, task, &AppModel::setPrintProgress);
+    runInBackground(
+        [sheet = preview.sheet, pictures = pictures_, task, progress] {
+            auto folder = std::make_shared<QTemporaryDir>();
+            auto outcome = capture<fs::path>(
+                [&] {
+                    if (!folder->isValid()) throw TesselError::cannotEncode();
+                    const fs::path where = QFile::encodeName(folder->path()).toStdString();
+                    const SpooledSheet pages =
+                        TesselRenderer::renderSpooled(sheet->inputs, sheet->recipe, where,
+                                                      {.pictures = pictures.get(),
+                                                       .reuse = CachedPictures::nearest,
+                                                       .cancellation = task.get(),
+                                                       .progress = progress});
+                    if (task->isCancelled()) throw RenderCancelled();
+                    SheetRecipe document = sheet->recipe;
+                    document.output = SheetOutputFormat::pdf;
+                    return TesselRenderer::write(pages, where, "Print", document).front();
+                },
+                TesselError::cannotCreateContext());
+            return std::make_tuple(std::move(folder), std::move(outcome), task,
+                                   sheet->recipe.pdfPageSize());
+        },
+        [](AppModel& model, auto finished) {
+            auto& [folder, outcome, job, size] = finished;
+            if (model.printTask_ != job) return;  // cancelled
+            model.printTask_.reset();
+            model.setPrintProgress(std::nullopt);
+            if (outcome.value) {
+                QPdfDocument document;
+                document.load(QFile::decodeName(outcome.value->c_str()));
+                model.printDocument(document, size);
+            } else if (!outcome.cancelled) {
+                model.setErrorMessage(outcome.error);
+            }
+        });
+}
+
+void AppModel::cancelPrint() {
+    if (!printTask_) return;
+    printTask_->cancel();
+    printTask_.reset();
+    setPrintProgress(std::nullopt);
+}
+
+void AppModel::printDocument(QPdfDocument& document, SheetSize pdfPageSize) {
     if (document.status() != QPdfDocument::Status::Ready || document.pageCount() < 1) {
         setErrorMessage(QStringLiteral("The print document could not be created."));
         return;
     }
-    // The preview as it stands, even while a newer one renders.
-    services_.printing.print(document, recipe_.pdfPageSize());
+    services_.printing.print(document, pdfPageSize);
+}
+
+RenderProgress AppModel::progressOf(std::shared_ptr<RenderCancellation> AppModel::*job,
+                                    const std::shared_ptr<RenderCancellation>& task,
+                                    void (AppModel::*report)(const std::optional<PageProgress>&)) {
+    return [model = QPointer<AppModel>(this), job, task, report](std::int64_t done,
+                                                                 std::int64_t total) {
+        applyLater(model, [=](AppModel& alive) {
+            if (alive.*job == task) (alive.*report)(PageProgress{done, total});
+        });
+    };
 }
 
 void AppModel::revealOutput() {

@@ -19,66 +19,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t thumbnailPixels = 320;
+// The files whose headers a batch reads before listing them: few at first, so that the first
+// rows appear at once, then more, so that a large batch changes the list seldom.
+constexpr std::size_t firstChunk = 32;
+constexpr std::size_t largestChunk = 512;
 
 // The path with its "." and ".." components resolved, as files are compared when added.
 std::string standardized(const fs::path& file) { return file.lexically_normal().native(); }
 
-// Where the pictures decoded for the list's thumbnails go, and at what bound; none when they
-// are decoded at the thumbnail's size only.
-struct SheetPictures {
-    std::shared_ptr<PictureCache> cache;
-    std::int64_t bound = 0;
-};
-
-// True when `count` pictures decoded at `bound` fit in `cache` together. A bound is at most
-// 2.2 times a page's side, so its square cannot overflow.
-bool allFit(const PictureCache& cache, std::int64_t bound, std::int64_t count) {
-    return count <= cache.capacity() / (4 * bound * bound);
-}
-
-std::optional<ImageItem> makeItem(const fs::path& file, const SheetPictures& pictures) {
+// An item from the file's headers; its thumbnail comes later.
+std::optional<ImageItem> makeItem(const fs::path& file) {
     try {
-        SheetImageInfo info = TesselRenderer::inspect(file);
-        QByteArray thumbnail;
-        auto bytes = pictures.cache ? TesselRenderer::thumbnailData(file, thumbnailPixels,
-                                                                    *pictures.cache, pictures.bound)
-                                    : TesselRenderer::thumbnailData(file, thumbnailPixels);
-        if (bytes)
-            thumbnail =
-                QByteArray(reinterpret_cast<const char*>(bytes->data()), std::ssize(*bytes));
-        return ImageItem{QUuid::createUuid(), file, std::move(info), std::move(thumbnail)};
+        return ImageItem{QUuid::createUuid(), file, TesselRenderer::inspect(file), {}};
     } catch (...) {
         return std::nullopt;  // unreadable, animated or otherwise unusable: skipped silently
     }
 }
 
-// The new items of one batch, in scan order. Runs off the main thread.
-std::vector<ImageItem> scanBatch(const std::vector<fs::path>& locations,
-                                 const std::unordered_set<std::string>& existing,
-                                 SheetPictures pictures) {
-    // The set is not extended while filtering: a file reached twice in one batch (a folder
-    // and a file inside it) becomes two items.
+// The files of one batch that become items, in scan order. The set is not extended while
+// filtering: a file reached twice in one batch (a folder and a file inside it) becomes two
+// items.
+std::vector<fs::path> newFiles(const std::vector<fs::path>& locations,
+                               const std::unordered_set<std::string>& existing) {
     std::vector<fs::path> files;
     for (fs::path& file : imageFiles(locations))
         if (!existing.contains(standardized(file))) files.push_back(std::move(file));
-
-    // The preview draws the pictures decoded here, unless the batch's pictures would not all
-    // fit in the cache (counted square): the first would be gone before the render came to
-    // them, so each file is decoded only as small as its thumbnail.
-    if (pictures.cache &&
-        !allFit(*pictures.cache, pictures.bound, std::ssize(files) + std::ssize(existing)))
-        pictures.cache.reset();
-
-    // Every file on every processor; the calling thread takes part, so this cannot starve.
-    const std::vector<std::optional<ImageItem>> made =
-        QtConcurrent::blockingMapped<std::vector<std::optional<ImageItem>>>(
-            files, [&](const fs::path& file) { return makeItem(file, pictures); });
-    std::vector<ImageItem> items;
-    items.reserve(made.size());
-    for (const std::optional<ImageItem>& item : made)
-        if (item) items.push_back(*item);
-    return items;
+    return files;
 }
 
 }  // namespace
@@ -101,27 +67,53 @@ void AppModel::add(const QList<QUrl>& urls) {
 void AppModel::add(const std::vector<fs::path>& locations) {
     if (locations.empty() || isExporting_) return;
     setIsLoading(true);
+    ++batchesRunning_;
     std::unordered_set<std::string> existing;
     for (const ImageItem& item : items_) existing.insert(standardized(item.url));
-    // The pictures the sheet's next preview draws are decoded once, for the thumbnails too.
-    SheetPictures pictures;
-    if (const auto bound = TesselRenderer::pictureBound(recipe_)) pictures = {pictures_, *bound};
-    runInBackground(
-        [locations, existing, pictures] { return scanBatch(locations, existing, pictures); },
-        [](AppModel& model, std::vector<ImageItem> added) { model.mergeAdded(std::move(added)); });
+    pool_.start([model = QPointer<AppModel>(this), locations, existing = std::move(existing)] {
+        const std::vector<fs::path> files = newFiles(locations, existing);
+        bool any = false;
+        std::size_t begin = 0;
+        std::size_t chunk = firstChunk;
+        do {
+            const std::size_t end = std::min(files.size(), begin + chunk);
+            // Every file of the chunk on every processor; the calling thread takes part.
+            const auto made = QtConcurrent::blockingMapped<std::vector<std::optional<ImageItem>>>(
+                std::vector<fs::path>(files.begin() + static_cast<std::ptrdiff_t>(begin),
+                                      files.begin() + static_cast<std::ptrdiff_t>(end)),
+                makeItem);
+            AddedItems added;
+            for (const std::optional<ImageItem>& item : made)
+                if (item) added.items.push_back(*item);
+            added.firstOfBatch = !any && !added.items.empty();
+            any = any || !added.items.empty();
+            added.lastOfBatch = end == files.size();
+            added.batchAddedAny = any;
+            applyLater(model, [added = std::move(added)](AppModel& alive) mutable {
+                alive.mergeAdded(std::move(added));
+            });
+            begin = end;
+            chunk = std::min(chunk * 2, largestChunk);
+        } while (begin < files.size());
+    });
 }
 
-void AppModel::mergeAdded(std::vector<ImageItem> added) {
-    const QUuid firstNew = added.empty() ? QUuid() : added.front().id;
-    items_.insert(items_.end(), std::make_move_iterator(added.begin()),
-                  std::make_move_iterator(added.end()));
+void AppModel::mergeAdded(AddedItems added) {
+    const QUuid firstNew = added.items.empty() ? QUuid() : added.items.front().id;
+    items_.insert(items_.end(), std::make_move_iterator(added.items.begin()),
+                  std::make_move_iterator(added.items.end()));
     emit itemsChanged();
     applySort();
-    if (selectedID_.isNull()) setSelectedID(firstNew);
-    setIsLoading(false);
-    // Also when every file was already listed: the user added nothing new.
-    if (added.empty()) setErrorMessage(QStringLiteral("No supported static images were found."));
+    // The batch's first item in scan order, not after sorting.
+    if (added.firstOfBatch && selectedID_.isNull()) setSelectedID(firstNew);
+    if (added.lastOfBatch) {
+        if (--batchesRunning_ == 0) setIsLoading(false);
+        // Also when every file was already listed: the user added nothing new.
+        if (!added.batchAddedAny)
+            setErrorMessage(QStringLiteral("No supported static images were found."));
+    }
     refreshPreview();
+    scheduleThumbnails();
 }
 
 void AppModel::applySort() {
@@ -169,6 +161,7 @@ void AppModel::removeSelected() {
     if (selectedID_.isNull() || found == items_.end() || isExporting_) return;
     const auto index = found - items_.begin();
     const std::filesystem::path removed = found->url;
+    thumbnailsStarted_.remove(found->id);
     items_.erase(found);
     forgetPictures(removed);
     emit itemsChanged();
@@ -182,6 +175,8 @@ void AppModel::removeSelected() {
 void AppModel::removeAll() {
     if (isExporting_) return;
     pictures_->clear();
+    thumbnailsStarted_.clear();
+    thumbnailsMade_.clear();
     setItems({});
     setSelectedID({});
     setPreviewResult(std::nullopt);

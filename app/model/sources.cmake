@@ -12,4 +12,6 @@ target_sources(tessel_app PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/Preview.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RecipeCheck.hpp
   ${CMAKE_CURRENT_LIST_DIR}/RecipeCheck.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SheetPreview.hpp
+  ${CMAKE_CURRENT_LIST_DIR}/Thumbnails.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Updates.cpp)

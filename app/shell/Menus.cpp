@@ -68,7 +68,8 @@ Menus::Menus(QMainWindow& window, AppModel& model, Commands commands)
     for (auto signal :
          {&AppModel::itemsChanged, &AppModel::selectedIDChanged, &AppModel::recipeValueChanged,
           &AppModel::isLoadingChanged, &AppModel::isRenderingChanged, &AppModel::isExportingChanged,
-          &AppModel::previewResultChanged, &AppModel::availableUpdateChanged})
+          &AppModel::previewResultChanged, &AppModel::printProgressChanged,
+          &AppModel::availableUpdateChanged})
         connect(&model_, signal, this, &Menus::refresh);
     refresh();
 }
@@ -87,7 +88,7 @@ void Menus::refresh() {
     removeSelected_->setEnabled(model_.selectedItem().has_value());
     removeAll_->setEnabled(!model_.items().empty());
     exportSheet_->setEnabled(model_.canExport());
-    print_->setEnabled(model_.previewResult().has_value());
+    print_->setEnabled(model_.previewResult().has_value() && !model_.printProgress());
     const std::optional<UpdateInfo>& update = model_.availableUpdate();
     updateTo_->setVisible(update.has_value());
     updateTo_->setText(

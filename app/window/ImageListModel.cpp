@@ -9,10 +9,18 @@ namespace tessel::app {
 QString dragPayload(const QUuid& id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
 
 ImageListModel::ImageListModel(AppModel& model, QObject* parent)
-    : QAbstractListModel(parent), model_(model) {
-    // The list has no finer change notification: it is read afresh after every change.
+    : QAbstractListModel(parent), model_(model), shownRows_(rowCount()) {
+    // The list has no finer change notification: it is read afresh after every change. When
+    // the number of rows stays (thumbnails filling in, a move) every row is redrawn in place,
+    // keeping the view where it is; otherwise the rows are reset.
     connect(&model_, &AppModel::itemsChanged, this, [this] {
+        const int rows = rowCount();
+        if (rows == shownRows_) {
+            if (rows > 0) emit dataChanged(index(0, 0), index(rows - 1, 0));
+            return;
+        }
         beginResetModel();
+        shownRows_ = rows;
         endResetModel();
     });
 }

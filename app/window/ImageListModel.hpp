@@ -1,7 +1,6 @@
 #pragma once
 /// The model's image list as Qt's item views read it. It holds nothing itself: every row is
-/// read from `AppModel::items()` when asked for, and the rows are reset whenever the list
-/// changes.
+/// read from `AppModel::items()` when asked for, and redrawn whenever the list changes.
 
 #include <QAbstractListModel>
 #include <QUuid>
@@ -36,6 +35,7 @@ public:
 
 private:
     AppModel& model_;
+    int shownRows_;  // the number of rows the views were last told of
 };
 
 /// The drag payload of an item: its id as a UUID string.

@@ -5,6 +5,7 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QPainter>
+#include <QScrollBar>
 
 #include "window/ImageRowDelegate.hpp"
 #include "window/Look.hpp"
@@ -28,6 +29,28 @@ ImageListView::ImageListView(AppModel& model, QWidget* parent)
     setContextMenuPolicy(Qt::DefaultContextMenu);
     setAccessibleName(QStringLiteral("Images"));
     viewport()->setBackgroundRole(QPalette::Base);
+
+    // The model makes the thumbnails of the rows on screen first.
+    rowsShown_.setSingleShot(true);
+    rowsShown_.setInterval(0);
+    connect(&rowsShown_, &QTimer::timeout, this, &ImageListView::reportRowsShown);
+    const auto later = [this] { rowsShown_.start(); };
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, later);
+    connect(rows_, &QAbstractItemModel::modelReset, this, later);
+}
+
+void ImageListView::reportRowsShown() {
+    const int rows = rows_->rowCount();
+    if (rows == 0) return;
+    const QModelIndex top = indexAt(QPoint(1, 1));
+    const QModelIndex bottom = indexAt(QPoint(1, viewport()->height() - 2));
+    const int first = top.isValid() ? top.row() : 0;
+    model_.showingRows(first, bottom.isValid() ? bottom.row() : rows - 1);
+}
+
+void ImageListView::resizeEvent(QResizeEvent* event) {
+    QListView::resizeEvent(event);
+    rowsShown_.start();
 }
 
 void ImageListView::showSelection(const QUuid& id) {
@@ -38,8 +61,11 @@ void ImageListView::showSelection(const QUuid& id) {
         selectionModel()->clear();
     } else {
         selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-        scrollTo(index);
+        // Only a selection that moved is scrolled to: thumbnails filling in leave the view
+        // where the user scrolled it.
+        if (row != selectedRow_) scrollTo(index);
     }
+    selectedRow_ = row;
     viewport()->update();
 }
 

@@ -3,6 +3,7 @@
 /// rows to reorder (the payload is the item's UUID string), and the row's context menu.
 
 #include <QListView>
+#include <QTimer>
 #include <QUuid>
 
 #include "model/AppModel.hpp"
@@ -35,6 +36,7 @@ protected:
     void dragLeaveEvent(QDragLeaveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     // The item dragged, and the row it would land before; nothing for a refused payload.
@@ -46,9 +48,14 @@ private:
     void selectionChanged(const QItemSelection& selected,
                           const QItemSelection& deselected) override;
 
+    // Tells the model which rows are on screen.
+    void reportRowsShown();
+
     AppModel& model_;
     ImageListModel* rows_;
-    int dropRow_ = -1;  // the drop indicator's row while a row is dragged over the list
+    int dropRow_ = -1;      // the drop indicator's row while a row is dragged over the list
+    int selectedRow_ = -1;  // the row the selection was last shown in
+    QTimer rowsShown_;
 };
 
 }  // namespace tessel::app

@@ -4,6 +4,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSlider>
@@ -56,7 +57,8 @@ OptionsPane::OptionsPane(AppModel& model, QWidget* parent)
     for (auto signal :
          {&AppModel::recipeValueChanged, &AppModel::savedLayoutsChanged, &AppModel::itemsChanged,
           &AppModel::isLoadingChanged, &AppModel::isRenderingChanged, &AppModel::isExportingChanged,
-          &AppModel::previewResultChanged, &AppModel::lastExportedURLsChanged})
+          &AppModel::previewResultChanged, &AppModel::lastExportedURLsChanged,
+          &AppModel::exportProgressChanged, &AppModel::printProgressChanged})
         connect(&model_, signal, this, &OptionsPane::refresh);
     refresh();
 }
@@ -93,6 +95,30 @@ QWidget* OptionsPane::makeBottomArea() {
         validation_->setPalette(palette);
     });
     column->addWidget(validation_);
+
+    // An export, or the pages drawn for printing: how far it is, and a way to stop it.
+    work_ = new QWidget(area);
+    auto* work = new QHBoxLayout(work_);
+    work->setContentsMargins(0, 0, 0, 0);
+    work->setSpacing(8);
+    auto* workColumn = new QVBoxLayout;
+    workColumn->setSpacing(4);
+    workLabel_ = new QLabel(work_);
+    look::setType(workLabel_, look::Type::caption);
+    look::setTone(workLabel_, look::Tone::secondary);
+    workBar_ = new QProgressBar(work_);
+    workBar_->setTextVisible(false);
+    workBar_->setMaximumHeight(6);
+    workColumn->addWidget(workLabel_);
+    workColumn->addWidget(workBar_);
+    work->addLayout(workColumn, 1);
+    cancelWork_ = new QPushButton(QStringLiteral("Cancel"), work_);
+    work->addWidget(cancelWork_);
+    column->addWidget(work_);
+    connect(cancelWork_, &QPushButton::clicked, &model_, [this] {
+        if (model_.printProgress()) model_.cancelPrint();
+        if (model_.exportProgress()) model_.cancelExport();
+    });
 
     auto* actions = new QHBoxLayout;
     actions->setSpacing(8);
@@ -132,8 +158,18 @@ void OptionsPane::refresh() {
     validation_->setText(message.value_or(QString()));
     validation_->setVisible(message.has_value());
     showInFolder_->setVisible(!model_.lastExportedURLs().empty());
-    print_->setEnabled(model_.previewResult().has_value());
+    print_->setEnabled(model_.previewResult().has_value() && !model_.printProgress());
     export_->setEnabled(model_.canExport());
+
+    const auto exporting = model_.exportProgress();
+    const auto printing = model_.printProgress();
+    work_->setVisible(exporting || printing);
+    if (const auto progress = exporting ? exporting : printing) {
+        workLabel_->setText(exporting ? texts::exportProgress(progress->done, progress->total)
+                                      : texts::printProgress(progress->done, progress->total));
+        workBar_->setRange(0, static_cast<int>(std::max<qint64>(progress->total, 1)));
+        workBar_->setValue(static_cast<int>(progress->done));
+    }
 }
 
 void OptionsPane::refreshPresetsMenu() {

@@ -10,6 +10,7 @@
 #include "window/RecipeBinder.hpp"
 
 class QLabel;
+class QProgressBar;
 class QPushButton;
 class QSlider;
 class QSpinBox;
@@ -47,6 +48,10 @@ public:
     QPushButton* showInFolder() const { return showInFolder_; }
     QPushButton* print() const { return print_; }
     QPushButton* exportSheet() const { return export_; }
+    /// The progress of an export or of the pages drawn for printing, with its "Cancel".
+    QWidget* work() const { return work_; }
+    QLabel* workLabel() const { return workLabel_; }
+    QPushButton* cancelWork() const { return cancelWork_; }
 
 signals:
     /// "Save Current Layout…" was pressed: the window opens the dialog that names it.
@@ -86,6 +91,10 @@ private:
     QPushButton* showInFolder_ = nullptr;
     QPushButton* print_ = nullptr;
     QPushButton* export_ = nullptr;
+    QWidget* work_ = nullptr;
+    QLabel* workLabel_ = nullptr;
+    QProgressBar* workBar_ = nullptr;
+    QPushButton* cancelWork_ = nullptr;
 };
 
 }  // namespace tessel::app

@@ -27,6 +27,16 @@ QString pageOfPages(std::int64_t page, std::int64_t count) {
     return QStringLiteral("Page %1 of %2").arg(page + 1).arg(count);
 }
 
+QString exportProgress(std::int64_t done, std::int64_t total) {
+    if (done >= total) return QStringLiteral("Writing the sheet\u2026");
+    return QStringLiteral("Exporting page %1 of %2\u2026").arg(done + 1).arg(total);
+}
+
+QString printProgress(std::int64_t done, std::int64_t total) {
+    if (done >= total) return QStringLiteral("Opening the print dialog\u2026");
+    return QStringLiteral("Preparing page %1 of %2 for printing\u2026").arg(done + 1).arg(total);
+}
+
 QString summary(const SheetRecipe& recipe) {
     return QStringLiteral("%1 \u00b7 %2 \u00b7 %3 \u00d7 %4 grid")
         .arg(displayName(recipe.paper), displayName(recipe.orientation))

@@ -26,6 +26,10 @@ QString images(std::int64_t n);
 QString pages(std::int64_t n);
 /// "Page {n} of {m}" for the zero-based `page` of `count` pages.
 QString pageOfPages(std::int64_t page, std::int64_t count);
+/// "Exporting page {n} of {m}…" while page n is drawn; "Writing the sheet…" once every page is.
+QString exportProgress(std::int64_t done, std::int64_t total);
+/// "Preparing page {n} of {m} for printing…", then "Opening the print dialog…".
+QString printProgress(std::int64_t done, std::int64_t total);
 /// "{paper} · {orientation} · {columns} × {rows} grid", e.g. "A4 · Portrait · 3 × 4 grid".
 QString summary(const SheetRecipe& recipe);
 /// "{width} × {height} px" of the recipe's raster page, each side truncated to an integer.

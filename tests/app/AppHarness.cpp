@@ -116,7 +116,7 @@ void Harness::settle() {
     const bool settled = waitUntil([&] {
         m.waitForBackgroundWork();
         QCoreApplication::processEvents();
-        return !m.isLoading() && !m.isRendering() && !m.isExporting();
+        return !m.isLoading() && !m.isRendering() && !m.isExporting() && m.isIdle();
     });
     if (!settled) throw std::runtime_error("the model never settled");
 }

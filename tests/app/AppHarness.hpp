@@ -87,7 +87,8 @@ public:
 
     /// Adds `locations` and waits until the batch is merged.
     void add(const std::vector<std::filesystem::path>& locations);
-    /// Waits until nothing loads, renders or exports and no background result is pending.
+    /// Waits until nothing loads, renders or exports, no page or thumbnail is being made and no
+    /// background result is pending.
     void settle();
 
     static TestAuthority& authority();

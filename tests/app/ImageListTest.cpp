@@ -1,5 +1,6 @@
 // The image list: adding, selection, reordering, sorting and removal.
 
+#include <QImage>
 #include <QSignalSpy>
 
 #include <gmock/gmock.h>
@@ -56,10 +57,49 @@ TEST(Adding, AFolderBringsItsImagesInPathOrderWithInfoAndThumbnails) {
     EXPECT_THAT(names(model), ElementsAre("a.png", "b.JPG", "c.tif"));
     EXPECT_EQ(model.items()[2].url, folder / "Sub" / "c.tif");
     EXPECT_EQ(model.items()[0].info.width, 40);
-    EXPECT_FALSE(model.items()[0].thumbnailData.isEmpty());
     EXPECT_EQ(selectedName(model), "a.png");
     EXPECT_FALSE(model.isLoading());
     EXPECT_EQ(model.errorMessage(), std::nullopt);
+}
+
+// Rows appear as soon as their headers are read; thumbnails follow, the rows on screen first
+// (rows 30 and 31 here: the first rows wait for the pages the preview draws, whose pictures
+// their thumbnails are made from).
+TEST(Adding, TheListIsCompleteBeforeItsThumbnailsWhichComeRowsOnScreenFirst) {
+    Harness harness;
+    app::AppModel& model = harness.model();
+    model.showingRows(30, 31);
+    std::vector<fs::path> files;
+    for (int i = 0; i < 40; ++i) {
+        files.push_back(harness.path("img" + std::to_string(100 + i) + ".png"));
+        writeImage(files.back(), 40, 30, 6 * i, 100, 150);
+    }
+    const auto withThumbnails = [&] {
+        return std::ranges::count_if(model.items(), [](const app::ImageItem& item) {
+            return !item.thumbnailData.isEmpty();
+        });
+    };
+    std::ptrdiff_t listed = -1, thumbnailsWhenListed = -1;
+    bool shownRowsFirst = true;
+    QObject::connect(&model, &app::AppModel::isLoadingChanged, &model, [&] {
+        if (model.isLoading()) return;
+        listed = std::ssize(model.items());
+        thumbnailsWhenListed = withThumbnails();
+    });
+    QObject::connect(&model, &app::AppModel::itemsChanged, &model, [&] {
+        if (withThumbnails() > 0 &&
+            (model.items().size() < 32 || model.items()[30].thumbnailData.isEmpty() ||
+             model.items()[31].thumbnailData.isEmpty()))
+            shownRowsFirst = false;
+    });
+    harness.add(files);
+    harness.settle();
+    EXPECT_EQ(listed, 40);
+    EXPECT_EQ(thumbnailsWhenListed, 0);
+    EXPECT_TRUE(shownRowsFirst);
+    EXPECT_EQ(withThumbnails(), 40);
+    const QImage thumbnail = QImage::fromData(model.items()[0].thumbnailData);
+    EXPECT_EQ(thumbnail.size(), QSize(40, 30));
 }
 
 // Within one batch a folder and a file inside it both count; a later batch adds only what is

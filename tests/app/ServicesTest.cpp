@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTimer>
 #include <QTreeView>
 
@@ -67,7 +68,9 @@ std::vector<PdfPage> pdfPages(const fs::path& file) {
     return pages;
 }
 
-TEST(Printing, PrintsEveryPreviewPageAtTheRecipesPageSize) {
+// Three pages are more than the preview draws ahead (the page on screen and the next): the
+// third is drawn for printing, with its progress shown.
+TEST(Printing, PrintsEveryPageOfTheSheetAtTheRecipesPageSize) {
     struct Case {
         SheetPaper paper;
         SheetOrientation orientation;
@@ -93,9 +96,15 @@ TEST(Printing, PrintsEveryPreviewPageAtTheRecipesPageSize) {
         }
         harness.add(files);
         harness.settle();
+        const bool allDrawn = model.previewResult()->holdsEveryPage();
+        EXPECT_EQ(allDrawn, c.images == 1);
+        QSignalSpy progress(&model, &app::AppModel::printProgressChanged);
         model.printSheet();
+        harness.settle();
         ASSERT_EQ(harness.printing->prints, 1);
         EXPECT_EQ(model.errorMessage(), std::nullopt);
+        EXPECT_EQ(progress.isEmpty(), allDrawn);
+        EXPECT_EQ(model.printProgress(), std::nullopt);
 
         const std::vector<PdfPage> pages = pdfPages(harness.printing->file());
         ASSERT_EQ(std::ssize(pages), c.images);
