@@ -3,10 +3,16 @@
 //
 //   tessel_bench_model [--reps N] FILE...
 //   tessel_bench_model --edits FILE...
+//   tessel_bench_model --export PDF FILE...
 //
-// With --edits (bench/preview.sh) one model is timed through the first preview and then a row
-// of edits, each from the edit to its new preview: a caption colour, the spacing, the columns
-// (3 to 4) and the paper (A4 to Letter); the last line also gives the process's peak memory.
+// With --edits (bench/preview.sh) one model is timed from adding the files until every row is
+// listed and until the first page is on screen; then a jump to a page far from the first until
+// it shows; then, back on the first page, a row of edits, each from the edit to its page on
+// screen: a caption colour, the spacing, the columns (3 to 4) and the paper (A4 to Letter). The
+// last line also gives the process's peak memory and the longest stall of the event loop.
+//
+// With --export the files are added and exported to PDF as the window's "Export Sheet…" would
+// (the save panel answers PDF), for comparing the files a build writes.
 //
 // Every repetition makes a fresh model (no update server is contacted: its manifest points at
 // a closed port) and adds the files as one batch. The preview figures include the model's
@@ -25,6 +31,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,13 +53,15 @@ class Silent final : public app::Dialogs,
                      public app::UpdateInstaller {
 public:
     std::vector<fs::path> chooseFilesAndFolders(const app::OpenPanel&) override { return {}; }
-    std::optional<fs::path> chooseSaveLocation(const app::SavePanel&) override { return {}; }
+    std::optional<fs::path> chooseSaveLocation(const app::SavePanel&) override { return saveTo; }
     std::optional<int> showAlert(const app::Alert&) override { return {}; }
     void showItems(const std::vector<fs::path>&) override {}
     void print(QPdfDocument&, SheetSize) override {}
     std::optional<QString> string(const QString&) const override { return {}; }
     void setString(const QString&, const QString&) override {}
     void install(const UpdateInfo&) override {}
+
+    std::optional<fs::path> saveTo;  // the answer of the save panel
 };
 
 // Runs the event loop until `done` holds.
@@ -136,33 +145,69 @@ Run measure(const std::vector<fs::path>& files) {
     return run;
 }
 
-// The first preview, then each edit of `edits` from the moment it is made to its new preview.
-std::vector<double> measureEdits(const std::vector<fs::path>& files,
-                                 const std::vector<std::function<void(SheetRecipe&)>>& edits) {
+// What `--edits` measures, in milliseconds.
+struct EditRun {
+    double listed = 0;             // from adding until every row is listed
+    std::vector<double> previews;  // the first page on screen, then each edit's
+    double turn = 0;               // a jump to a far page until it shows
+    double stall = 0;              // the longest time the event loop went without turning
+};
+
+// True when the page on screen shows a finished render of the current recipe.
+bool pageShown(const app::AppModel& model) {
+    return !model.isRendering() && model.previewResult() &&
+           model.previewResult()->pages.contains(model.previewPage());
+}
+
+// Adds the files and waits for the first page on screen; jumps to a page far from it (once the
+// page after the first is drawn, as when a user has looked at the first page) and waits for it
+// to show; comes back to the first page; then makes each edit of `edits` and waits for its page.
+EditRun measureEdits(const std::vector<fs::path>& files,
+                     const std::vector<std::function<void(SheetRecipe&)>>& edits) {
     Silent silent;
     CurlHttpSession session;
     app::AppModel model({silent, silent, silent, silent,
                          app::UpdateSource{session, "https://127.0.0.1:9/tessel/latest.json"},
                          silent});
-    std::vector<double> times;
-    int results = 0;
-    Clock::time_point from = Clock::now();
-    QObject::connect(&model, &app::AppModel::previewResultChanged, [&] {
-        if (model.previewResult()) times.push_back(millisecondsSince(from)), ++results;
-    });
-    const auto settled = [&](int wanted) {
-        waitUntil([&] { return results == wanted && !model.isRendering(); });
+    EditRun run;
+    const StallWatch stalls;
+    bool changed = false;
+    QObject::connect(&model, &app::AppModel::previewResultChanged, [&] { changed = true; });
+    // A turn to a page drawn ahead shows it at once, with no new result.
+    const auto settled = [&](Clock::time_point from, bool newResult = true) {
+        waitUntil([&] { return (changed || !newResult) && pageShown(model); });
         if (model.errorMessage())
             std::cerr << "bench: " << model.errorMessage()->toStdString() << "\n";
+        return millisecondsSince(from);
     };
+
+    Clock::time_point from = Clock::now();
     model.add(files);
-    settled(1);
+    waitUntil([&] { return !model.isLoading(); });
+    run.listed = millisecondsSince(from);
+    run.previews.push_back(settled(from));
+
+    // As far from the first page as the sheet allows, past the pages drawn ahead.
+    const qint64 pages = model.pageCount();
+    const qint64 target = std::min(std::max<qint64>(pages / 2, 2), pages - 1);
+    if (target > 1) {
+        waitUntil(
+            [&] { return model.previewResult() && model.previewResult()->pages.contains(1); });
+        from = Clock::now();
+        while (model.previewPage() < target) model.nextPage();
+        run.turn = settled(from, false);
+        while (model.previewPage() > 0) model.previousPage();
+        settled(Clock::now(), false);
+    }
+
     for (const auto& edit : edits) {
+        changed = false;
         from = Clock::now();
         model.editRecipe(edit);
-        settled(results + 1);
+        run.previews.push_back(settled(from));
     }
-    return times;
+    run.stall = stalls.longest();
+    return run;
 }
 
 int measureEditsMain(const std::vector<fs::path>& files) {
@@ -175,14 +220,41 @@ int measureEditsMain(const std::vector<fs::path>& files) {
         [](SheetRecipe& recipe) { recipe.columns = 4; },
         [](SheetRecipe& recipe) { recipe.paper = SheetPaper::letter; },
     };
-    const std::vector<double> times = measureEdits(files, edits);
+    const EditRun run = measureEdits(files, edits);
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     const double peakMB = static_cast<double>(usage.ru_maxrss) / 1024.0;
     std::printf(
-        "preview first=%.2f caption=%.2f spacing=%.2f columns=%.2f paper=%.2f peakMB=%.0f\n",
-        times.at(0) / 1000, times.at(1) / 1000, times.at(2) / 1000, times.at(3) / 1000,
-        times.at(4) / 1000, peakMB);
+        "preview first=%.2f caption=%.2f spacing=%.2f columns=%.2f paper=%.2f turn=%.2f "
+        "listed=%.2f peakMB=%.0f stallMS=%.0f\n",
+        run.previews.at(0) / 1000, run.previews.at(1) / 1000, run.previews.at(2) / 1000,
+        run.previews.at(3) / 1000, run.previews.at(4) / 1000, run.turn / 1000, run.listed / 1000,
+        peakMB, run.stall);
+    return 0;
+}
+
+// Adds the files, waits for the first preview, exports the sheet to `destination` as the window
+// would, and prints what was written and how long the export took.
+int exportMain(const std::vector<fs::path>& files, const fs::path& destination) {
+    warm(files);
+    Silent silent;
+    silent.saveTo = destination;
+    CurlHttpSession session;
+    app::AppModel model({silent, silent, silent, silent,
+                         app::UpdateSource{session, "https://127.0.0.1:9/tessel/latest.json"},
+                         silent});
+    model.add(files);
+    waitUntil([&] { return !model.isLoading() && !model.isRendering(); });
+    const Clock::time_point start = Clock::now();
+    model.exportSheet();
+    waitUntil([&] { return !model.isExporting(); });
+    const double seconds = millisecondsSince(start) / 1000;
+    if (model.errorMessage()) {
+        std::cerr << "bench: " << model.errorMessage()->toStdString() << "\n";
+        return 1;
+    }
+    for (const fs::path& file : model.lastExportedURLs()) std::printf("%s\n", file.c_str());
+    std::printf("export seconds=%.2f\n", seconds);
     return 0;
 }
 
@@ -197,21 +269,25 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     int reps = 3;
     bool edits = false;
+    std::optional<fs::path> exportTo;
     std::vector<fs::path> files;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--edits")
             edits = true;
+        else if (argument == "--export" && i + 1 < argc)
+            exportTo = argv[++i];
         else if (argument == "--reps" && i + 1 < argc)
             reps = std::max(1, std::atoi(argv[++i]));
         else
             files.emplace_back(argument);
     }
     if (files.empty()) {
-        std::cerr << "usage: tessel_bench_model [--reps N | --edits] FILE...\n";
+        std::cerr << "usage: tessel_bench_model [--reps N | --edits | --export PDF] FILE...\n";
         return 2;
     }
     if (edits) return measureEditsMain(files);
+    if (exportTo) return exportMain(files, *exportTo);
     warm(files);
 
     std::vector<double> listed, first, edit, stall;

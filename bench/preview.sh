@@ -1,16 +1,22 @@
 #!/usr/bin/env bash
-# Times the live preview of the application model headless on the corpus (48 camera-sized
-# JPEGs, contact preset): the first preview, then a caption-colour edit, a spacing edit, a
-# columns edit (3 to 4) and a paper edit (A4 to Letter), each from the edit to its new preview
-# (the model's 280 ms wait for further edits included), and the model's peak memory.
+# Times the live preview of the application model headless on the corpus (camera-sized JPEGs,
+# contact preset): from adding the files to the first page on screen and to every row listed;
+# a jump to a page far from the first until it shows; then, on the first page again, a
+# caption-colour edit, a spacing edit, a columns edit (3 to 4) and a paper edit (A4 to Letter),
+# each from the edit to its page on screen (the model's 280 ms wait for further edits
+# included); and the model's peak memory and the longest time its event loop went without
+# turning.
 #
 #   bench/preview.sh [--reps N] [--build DIR] [--count N]
 #
 #   --reps N     runs, each in a fresh process (default 3); the last line gives the medians
 #   --build DIR  a configured build tree to use (default build/release, made when missing)
-#   --count N    how many corpus files to add (default 48)
+#   --count N    how many files to add (default 48). Up to 480 they are corpus files; beyond
+#                that the corpus's 480 files are listed again under new names, as hard links
+#                in bench/corpus/links/, so that nothing large is written.
 #
-# The last line reads: preview first=S caption=S spacing=S columns=S paper=S peakMB=M
+# The last line reads:
+#   preview first=S caption=S spacing=S columns=S paper=S turn=S listed=S peakMB=M stallMS=M
 set -euo pipefail
 
 reps=3
@@ -21,7 +27,7 @@ while [ $# -gt 0 ]; do
     --reps) reps=$2; shift 2 ;;
     --build) build=$2; shift 2 ;;
     --count) count=$2; shift 2 ;;
-    -h | --help) sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    -h | --help) sed -n '2,19p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
     *) echo "preview: unknown argument $1 (see --help)" >&2; exit 2 ;;
   esac
 done
@@ -34,8 +40,21 @@ if [ -z "$build" ]; then
 fi
 cmake --build "$build" --target tessel_bench_model | tail -1
 
-"$here/make-corpus.sh" "$count"
+corpusCount=$((count < 480 ? count : 480))
+"$here/make-corpus.sh" "$corpusCount"
 mapfile -t files < <(find "$here/corpus/cam24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | sort | head -n "$count")
+if [ "$count" -gt "${#files[@]}" ]; then
+  # More names for the same files: hard links on the corpus's own file system.
+  links=$here/corpus/links
+  mkdir -p "$links"
+  originals=("${files[@]}")
+  for ((i = ${#files[@]}; i < count; i++)); do
+    source=${originals[$((i % ${#originals[@]}))]}
+    link=$(printf '%s/%05d_%s' "$links" "$((i + 1))" "$(basename "$source")")
+    [ -e "$link" ] || ln "$source" "$link"
+    files+=("$link")
+  done
+fi
 echo "preview: $(nproc) processors, load $(cut -d' ' -f1-3 /proc/loadavg), ${#files[@]} files of $(du -ch "${files[@]}" | tail -1 | cut -f1)"
 bench=$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)
 lines=()

@@ -29,6 +29,7 @@
 
 #include "base/Bitmap.hpp"
 #include "decode/Decode.hpp"
+#include "decode/Reduce.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "render/CellPictures.hpp"
@@ -187,6 +188,30 @@ void decodeOne(benchmark::State& state) {
 }
 BENCHMARK(decodeOne)
     ->Name("decode/upright_24MP_jpeg")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+
+// A preview's picture: a JPEG decoded at the DCT scale that leaves four fifths of the bound,
+// then reduced to the size its cell draws it at.
+void decodeForPreview(benchmark::State& state) {
+    const Inputs& in = inputs();
+    const std::int64_t drawn = in.decodeSize * 10 / 22;
+    for (auto _ : state) {
+        auto bitmap =
+            tessel::detail::decodeUpright(in.image, in.decodeSize, (in.decodeSize * 4 + 4) / 5);
+        if (!bitmap) {
+            state.SkipWithError("the image cannot be decoded");
+            return;
+        }
+        auto reduced =
+            tessel::detail::reducedPicture(*bitmap, drawn, tessel::detail::ReduceFilter::cubic);
+        benchmark::DoNotOptimize(reduced);
+    }
+    state.counters["drawn_px"] = static_cast<double>(drawn);
+}
+BENCHMARK(decodeForPreview)
+    ->Name("decode/preview_24MP_jpeg")
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
