@@ -228,7 +228,7 @@ TEST(PageDrawing, DrawsPicturesUprightByTheFitOverTheClampedBackground) {
         }
 }
 
-TEST(PageDrawing, APictureAlreadyAtItsDrawnSizeIsPutDownPixelForPixel) {
+TEST(PageDrawing, APictureAlreadyAtItsDrawnSizeIsNotResampled) {
     // A checkerboard of single pixels: any resampling would blend its squares into grey.
     detail::Bitmap checker{8, 6, std::vector<std::uint8_t>(8 * 6 * 4)};
     const auto isWhite = [](std::int64_t x, std::int64_t y) { return (x + y) % 2 == 0; };
@@ -238,9 +238,10 @@ TEST(PageDrawing, APictureAlreadyAtItsDrawnSizeIsPutDownPixelForPixel) {
             std::memcpy(checker.pixels.data() + (y * 8 + x) * 4, &word, 4);
         }
     detail::PageCanvas canvas(40, 40, SheetColor::white());
-    // Drawn 8.5 x 6.375 in its frame: within a pixel of its size, so it lands on whole pixels
-    // (x from 10, rows from 24 counted from the top) and is not scaled.
-    canvas.drawImage(checker, {10, 10, 8.5, 6.5}, SheetFit::fit);
+    // Drawn 8.5 x 6.375 in its frame: within a pixel of its size, so it is not scaled, and
+    // lands where the scaled picture would, here on whole pixels (x from 10, rows from 24
+    // counted from the top).
+    canvas.drawImage(checker, {10, 9.625, 8.5, 6.375}, SheetFit::fit);
     const detail::Bitmap page = canvas.finish();
     for (std::int64_t row = 24; row <= 28; ++row)
         for (std::int64_t x = 10; x <= 17; ++x) {

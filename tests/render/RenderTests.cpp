@@ -154,7 +154,9 @@ TEST(Render, PagesEncodedWhileDrawnAreThePagesDrawnWhole) {
             for (std::size_t i = 0; i < cells.size(); ++i)
                 if (cells[i].page == static_cast<std::int64_t>(page))
                     detail::drawCell(*canvas, inputs[i], cells[i],
-                                     detail::decodeForCell(inputs[i], cells[i]), r);
+                                     *detail::pictureForCell(inputs[i], cells[i], nullptr,
+                                                             CachedPictures::exact, r.fit),
+                                     r);
             const auto whole = detail::encode(canvas->finish(), SheetOutputFormat::png, 1);
             ASSERT_TRUE(whole);
             EXPECT_TRUE(rendered.pages[page] == *whole) << "page " << page;
@@ -315,6 +317,30 @@ double meanDifference(const Bytes& first, const Bytes& second) {
     return sum / static_cast<double>(a->pixels.size());
 }
 
+// An export's picture drawn smaller than its bound is decoded at the bound's scale and reduced
+// once to the size its cell draws it at: the page looks as one whose pictures cairo scaled.
+TEST(Render, PicturesDrawnSmallerAreReducedOnceStraightToTheirSize) {
+    TemporaryFolder folder;
+    const auto inputs = twoTonePhotos(folder, 6, 3);  // 2700 x 2100
+    for (const SheetFit fit : {SheetFit::fit, SheetFit::fill}) {
+        SheetRecipe r = recipe(SheetPreset::contact);
+        r.fit = fit;
+        const auto cells = TesselRenderer::cells(std::ssize(inputs), r);
+        const auto canvas = detail::makePage(r);
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            const auto picture =
+                detail::pictureForCell(inputs[i], cells[i], nullptr, CachedPictures::exact, fit);
+            EXPECT_EQ(std::max(picture->width, picture->height),
+                      detail::finalSize(inputs[i], cells[i], fit));
+            detail::drawCell(*canvas, inputs[i], cells[i],
+                             detail::decodeForCell(inputs[i], cells[i]), r);
+        }
+        const auto scaledByCairo = detail::encode(canvas->finish(), SheetOutputFormat::png, 1);
+        ASSERT_TRUE(scaledByCairo);
+        EXPECT_LT(meanDifference(TesselRenderer::render(inputs, r).pages[0], *scaledByCairo), 1.0);
+    }
+}
+
 TEST(PictureCache, ASecondRenderDecodesNothingAndGivesTheSameBytes) {
     TemporaryFolder folder;
     const auto inputs = twoTonePhotos(folder, 5);
@@ -362,19 +388,21 @@ TEST(PictureCache, SmallerCellsReduceCachedPicturesOnlyWhenNearestIsAllowed) {
     EXPECT_EQ(cache.counts(), (PictureCacheCounts{8, 0, 0}));
 
     PictureCache previews;
-    TesselRenderer::render(inputs, three, {.pictures = &previews});
     const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
+    // A preview keeps each picture as decoded, and at the size its cell draws it.
+    TesselRenderer::render(inputs, three, nearest);
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 4}));
     // Each picture is reduced to the smaller cells' bound, and again to the size drawn.
     EXPECT_EQ(TesselRenderer::render(inputs, four, nearest).pages.size(), 1u);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 8}));
-    // Back to three columns: the decoded pictures are still there, reduced to their drawn size.
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 12}));
+    // Back to three columns: the pictures of both sizes are still there.
     TesselRenderer::render(inputs, three, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 4, 12}));
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 8, 12}));
     // Slightly smaller cells draw the pictures they have as they are, at both sizes.
     SheetRecipe spaced = three;
     spaced.spacing += 12;
     TesselRenderer::render(inputs, spaced, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 12, 12}));
+    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 16, 12}));
     // A reduced picture never stands in for an exact one.
     EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &previews}) ==
                 TesselRenderer::render(inputs, four));

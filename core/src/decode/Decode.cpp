@@ -37,11 +37,11 @@ ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
 }
 
 /// Reduces a loaded image to `size` on its longer side (never enlarging) and turns it upright.
-/// Opaque images are resampled with a triangle filter as wide as the reduction: pages draw
-/// the result smaller still with cairo's own high-quality filter, so a sharper kernel here
-/// only costs time (Lanczos takes six times as long for no visible difference). Images with
-/// alpha go through libvips's thumbnail, which resamples them premultiplied.
-ImageRef reduced(const ImageRef& image, int size) {
+/// Opaque images are resampled with `filter`: a triangle as wide as the reduction for pictures
+/// that pages draw smaller still with cairo's own high-quality filter, where a sharper kernel
+/// only costs time. Images with alpha go through libvips's thumbnail, which resamples them
+/// premultiplied.
+ImageRef reduced(const ImageRef& image, int size, ReduceFilter filter) {
     if (!image) return {};
     if (vips_image_hasalpha(image.get())) {
         return apply(image, [size](VipsImage* in, VipsImage** out) {
@@ -55,8 +55,8 @@ ImageRef reduced(const ImageRef& image, int size) {
         apply(image, [](VipsImage* in, VipsImage** out) { return vips_copy(in, out, nullptr); });
     if (result && longer > size) {
         const double scale = static_cast<double>(size) / longer;
-        result = apply(result, [scale](VipsImage* in, VipsImage** out) {
-            return vips_resize(in, out, scale, "kernel", VIPS_KERNEL_LINEAR, nullptr);
+        result = apply(result, [scale, filter](VipsImage* in, VipsImage** out) {
+            return vips_resize(in, out, scale, "kernel", vipsKernel(filter), "gap", 0.0, nullptr);
         });
     }
     if (result && vips_image_get_orientation(result.get()) > 1) {
@@ -89,7 +89,7 @@ void freePixels(VipsImage*, gpointer pixels) { std::free(pixels); }
 /// pixels but costs a sixth more per file in its tile machinery; files this way refuses
 /// (CMYK, anything libjpeg warns about) take that loader instead.
 ImageRef scaledJpeg(const std::filesystem::path& file, int size, int minimum, bool& cut,
-                    const std::atomic<bool>* stop) {
+                    const std::atomic<bool>* stop, ReduceFilter filter) {
     std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, minimum, cut, stop);
     if (!decoded) return {};
     const std::size_t length = static_cast<std::size_t>(decoded->width * decoded->height) *
@@ -108,15 +108,15 @@ ImageRef scaledJpeg(const std::filesystem::path& file, int size, int minimum, bo
     const auto orientation = readExifBlock(decoded->exif).orientation.value_or(1);
     if (orientation >= 2 && orientation <= 8)
         vips_image_set_int(image.get(), VIPS_META_ORIENTATION, static_cast<int>(orientation));
-    return reduced(image, size);
+    return reduced(image, size, filter);
 }
 
 /// The picture at `size` on its longer side at most, upright, failing on damaged data; a JPEG
 /// from the DCT scale that leaves at least `minimum`, given up once `stop` is raised.
 ImageRef thumbnail(const std::filesystem::path& file, int size, int minimum,
-                   const std::atomic<bool>* stop) {
+                   const std::atomic<bool>* stop, ReduceFilter filter) {
     bool cut = false;
-    if (ImageRef fast = scaledJpeg(file, size, minimum, cut, stop)) return fast;
+    if (ImageRef fast = scaledJpeg(file, size, minimum, cut, stop, filter)) return fast;
     // libvips would fill the missing scans with grey.
     if (cut) return {};
     const char* loader = vips_foreign_find_load(file.c_str());
@@ -124,11 +124,11 @@ ImageRef thumbnail(const std::filesystem::path& file, int size, int minimum,
     const std::string_view name(loader);
     if (name == "VipsForeignLoadJpegFile") {
         const int shrink = jpegShrink(file, minimum);
-        return shrink > 0 ? reduced(open(file, shrink), size) : ImageRef();
+        return shrink > 0 ? reduced(open(file, shrink), size, filter) : ImageRef();
     }
     // libvips's thumbnail would take the picture embedded in a HEIF file when it is large
     // enough; pages show the image itself. libheif decodes at full size either way.
-    if (name == "VipsForeignLoadHeifFile") return reduced(open(file), size);
+    if (name == "VipsForeignLoadHeifFile") return reduced(open(file), size, filter);
 
     // Other formats shrink on load where they can (WebP, pyramidal TIFF). CMYK is turned
     // into sRGB here already; RGB keeps its embedded profile for the step below.
@@ -206,21 +206,23 @@ Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t hei
 }  // namespace
 
 std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
-                                    std::int64_t minimumPixelSize, const std::atomic<bool>* stop) {
+                                    std::int64_t minimumPixelSize, const std::atomic<bool>* stop,
+                                    ReduceFilter filter) {
     ensureDecodersFor(file);
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
     const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
-    const int minimum = minimumPixelSize > 0
-                            ? static_cast<int>(std::clamp<std::int64_t>(minimumPixelSize, 1, size))
-                            : size;
+    const int minimum =
+        minimumPixelSize > 0
+            ? static_cast<int>(std::clamp<std::int64_t>(minimumPixelSize, 1, largestTarget))
+            : size;
 
     // Nothing but a regular file is opened (a FIFO would block, a device never end), and
     // nothing whose decoding would take more memory than the budget allows.
     if (!openRegularFile(file)) return std::nullopt;
-    if (!withinDecodingBudget(file, size)) return std::nullopt;
+    if (!withinDecodingBudget(file, std::max(size, minimum))) return std::nullopt;
 
-    ImageRef image = thumbnail(file, size, minimum, stop);
+    ImageRef image = thumbnail(file, size, minimum, stop, filter);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
     const int bands = image ? vips_image_get_bands(image.get()) : 0;
     if (!image || bands < 1 || bands > 4) {

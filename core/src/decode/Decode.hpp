@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "base/Bitmap.hpp"
+#include "decode/Reduce.hpp"
 
 namespace tessel::detail {
 
@@ -23,12 +24,16 @@ void ensureDecodersFor(const std::filesystem::path& file);
 /// a truncated or corrupt file never yields a partly grey picture.
 ///
 /// A JPEG is decoded at the smallest DCT scale that leaves its longer side at least
-/// `minimumPixelSize` (at most `maxPixelSize`; 0 means `maxPixelSize`), then reduced to
-/// `maxPixelSize` when it is still larger: a caller that can take a picture a little smaller
-/// than the bound saves the larger scale and the reduction. A JPEG's decoding is given up, with
-/// nothing, once `stop` is raised.
+/// `minimumPixelSize` (0 means `maxPixelSize`), then reduced to `maxPixelSize` when it is
+/// still larger: a caller that can take a picture a little smaller than the bound saves the
+/// larger scale and the reduction, and one that asks for more than it keeps decodes finer
+/// detail before a single reduction. A JPEG's decoding is given up, with
+/// nothing, once `stop` is raised. Opaque pictures are reduced with `filter`: a triangle for
+/// pictures drawn smaller again, a sharper one for a picture decoded for the size it is drawn
+/// at.
 std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
                                     std::int64_t minimumPixelSize = 0,
-                                    const std::atomic<bool>* stop = nullptr);
+                                    const std::atomic<bool>* stop = nullptr,
+                                    ReduceFilter filter = ReduceFilter::linear);
 
 }  // namespace tessel::detail

@@ -8,6 +8,15 @@
 
 namespace tessel::detail {
 
+VipsKernel vipsKernel(ReduceFilter filter) {
+    switch (filter) {
+        case ReduceFilter::linear: return VIPS_KERNEL_LINEAR;
+        case ReduceFilter::cubic: return VIPS_KERNEL_CUBIC;
+        case ReduceFilter::lanczos: return VIPS_KERNEL_LANCZOS3;
+    }
+    return VIPS_KERNEL_LINEAR;
+}
+
 std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixelSize,
                                      ReduceFilter filter) {
     const std::int64_t longer = std::max(picture.width, picture.height);
@@ -22,9 +31,8 @@ std::optional<Bitmap> reducedPicture(const Bitmap& picture, std::int64_t maxPixe
         static_cast<int>(picture.height), 4, VIPS_FORMAT_UCHAR));
     VipsImageRef resized;
     const double scale = static_cast<double>(size) / static_cast<double>(longer);
-    const VipsKernel kernel =
-        filter == ReduceFilter::cubic ? VIPS_KERNEL_CUBIC : VIPS_KERNEL_LINEAR;
-    if (!image || vips_resize(image.get(), resized.out(), scale, "kernel", kernel, nullptr) != 0) {
+    if (!image || vips_resize(image.get(), resized.out(), scale, "kernel", vipsKernel(filter),
+                              nullptr) != 0) {
         vips_error_clear();
         return std::nullopt;
     }

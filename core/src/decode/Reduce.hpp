@@ -15,6 +15,9 @@ enum class ReduceFilter {
     linear,
     /// Catmull-Rom, about as sharp as cairo's filter: for pictures put down as they are.
     cubic,
+    /// Lanczos with three lobes: the sharpest, for a picture reduced once from its decoding
+    /// straight to the size it is drawn at.
+    lanczos,
 };
 
 /// `picture` with its longer side at most max(1, maxPixelSize), resampled with `filter` on the

@@ -80,8 +80,8 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
     const SheetRect frame = toDevice(imageFrame);
     const double left = frame.x + (frame.width - width * factor) / 2;
     const double top = frame.y + (frame.height - height * factor) / 2;
-    // A picture made at the size it is drawn at is put down pixel for pixel: resampling it by
-    // a fraction of a pixel would only blur it.
+    // A picture made at the size it is drawn at is put down without scaling, where a scaled one
+    // would land: a page is the same whether its pictures were reduced before or while drawn.
     const bool asItIs =
         std::abs(width * factor - width) <= 1 && std::abs(height * factor - height) <= 1;
 
@@ -93,8 +93,7 @@ void PageCanvas::drawImage(const Bitmap& image, const SheetRect& imageFrame, She
     cairo_rectangle(cr, frame.x, frame.y, frame.width, frame.height);
     cairo_clip(cr);
     if (asItIs) {
-        cairo_set_source_surface(cr, source.get(), std::round(frame.x + (frame.width - width) / 2),
-                                 std::round(frame.y + (frame.height - height) / 2));
+        cairo_set_source_surface(cr, source.get(), left, top);
     } else {
         cairo_translate(cr, left, top);
         cairo_scale(cr, factor, factor);

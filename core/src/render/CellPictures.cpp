@@ -27,9 +27,35 @@ Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool neares
     return std::move(*picture);
 }
 
+std::optional<std::int64_t> finalSize(const SheetInput& input, const SheetCell& cell,
+                                      SheetFit fit) {
+    const std::int64_t bound = decodeSize(cell.imageFrame);
+    const std::int64_t longer = std::max(input.info.width, input.info.height);
+    const double scale = drawingScale(input.info.width, input.info.height, cell.imageFrame, fit);
+    if (!(scale > 0 && scale < 1)) return std::nullopt;
+    const auto drawn = std::llround(static_cast<double>(longer) * scale);
+    if (drawn < 1 || drawn >= bound) return std::nullopt;
+    return drawn;
+}
+
 SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, PictureCache* cache,
                              CachedPictures reuse, SheetFit fit,
                              const RenderCancellation* cancellation) {
+    if (reuse == CachedPictures::exact) {
+        if (const std::optional<std::int64_t> drawn = finalSize(input, cell, fit)) {
+            // Decoded at the scale the bound asks for, then reduced once, with a sharp filter,
+            // to the size the cell draws it at: no copy at the bound, no resampling by cairo.
+            const auto decode = [&] {
+                auto picture = decodeUpright(input.url, *drawn, decodeSize(cell.imageFrame),
+                                             cancellation ? &cancellation->flag() : nullptr,
+                                             ReduceFilter::lanczos);
+                if (!picture) throw TesselError::cannotRead(input.url.filename().string());
+                return std::move(*picture);
+            };
+            if (!cache) return std::make_shared<const Bitmap>(decode());
+            return PictureStore::picture(*cache, input.url, *drawn, reuse, decode, true);
+        }
+    }
     if (!cache)
         return std::make_shared<const Bitmap>(decodeForCell(input, cell, false, cancellation));
     SharedPicture picture = PictureStore::picture(

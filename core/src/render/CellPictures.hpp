@@ -2,6 +2,7 @@
 // The picture of each cell: decoded once, bounded by the cell's size and turned upright.
 
 #include <cstdint>
+#include <optional>
 
 #include "tessel/Inspection.hpp"
 #include "tessel/Layout.hpp"
@@ -23,7 +24,14 @@ std::int64_t decodeSize(const SheetRect& imageFrame);
 Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool nearest = false,
                      const RenderCancellation* cancellation = nullptr);
 
-/// `decodeForCell`, through `cache` when there is one, as `reuse` allows. A JPEG's decoding
+/// The longer side, in pixels, at which `cell` draws the picture of `input` (from the image's
+/// upright size in its information) when that is below the decode bound and below the image;
+/// nothing otherwise.
+std::optional<std::int64_t> finalSize(const SheetInput& input, const SheetCell& cell, SheetFit fit);
+
+/// `decodeForCell`, through `cache` when there is one, as `reuse` allows. With
+/// `CachedPictures::exact` a picture drawn smaller than its bound is decoded at the bound's DCT
+/// scale and reduced once, straight to `finalSize`. A JPEG's decoding
 /// stops once `cancellation` is set, and the picture then fails as an unreadable one would. With
 /// `CachedPictures::nearest` the cache also keeps the picture at the size the cell draws it
 /// with `fit`, when that is well below the decoded size, and that is what comes back: an edit

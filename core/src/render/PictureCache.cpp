@@ -36,7 +36,7 @@ bool drawableAsItIs(std::int64_t cachedBound, std::int64_t bound) {
 
 SharedPicture PictureStore::picture(PictureCache& cache, const std::filesystem::path& file,
                                     std::int64_t bound, CachedPictures reuse,
-                                    const std::function<Bitmap()>& decode) {
+                                    const std::function<Bitmap()>& decode, bool finalSize) {
     PictureStore& store = *cache.store_;
     const std::optional<Identity> identity = identityOf(file);
     // A file that cannot even be looked at is decoded anyway, for the decoder's own error.
@@ -58,7 +58,9 @@ SharedPicture PictureStore::picture(PictureCache& cache, const std::filesystem::
         auto best = store.entries.end();
         auto smaller = store.entries.end();
         for (auto entry = store.entries.begin(); entry != store.entries.end(); ++entry) {
-            if (!(entry->identity == *identity) || (!nearest && !entry->exact)) continue;
+            if (!(entry->identity == *identity) ||
+                (!nearest && (!entry->exact || entry->finalSize != finalSize)))
+                continue;
             if (entry->bound == bound) {
                 best = entry;
                 break;
@@ -94,7 +96,7 @@ SharedPicture PictureStore::picture(PictureCache& cache, const std::filesystem::
     ++(decoded ? store.counts.decoded : store.counts.reduced);
     // A picture decoded for a preview may be a little smaller than the bound: never exact.
     const bool exact = decoded && reuse == CachedPictures::exact;
-    store.keepLocked({*identity, bound, exact, picture, std::ssize(picture->pixels)});
+    store.keepLocked({*identity, bound, exact, finalSize, picture, std::ssize(picture->pixels)});
     return picture;
 }
 
@@ -122,7 +124,8 @@ SharedPicture PictureStore::drawnPicture(PictureCache& cache, const std::filesys
     if (identity) {
         const std::lock_guard lock(store.mutex);
         ++store.counts.reduced;
-        store.keepLocked({*identity, drawnSize, false, picture, std::ssize(picture->pixels)});
+        store.keepLocked(
+            {*identity, drawnSize, false, false, picture, std::ssize(picture->pixels)});
     }
     return picture;
 }
@@ -146,7 +149,8 @@ SharedPicture PictureStore::atLeast(PictureCache& cache, const std::filesystem::
 void PictureStore::keepLocked(Entry entry) {
     // Another render may have made the same picture meanwhile; a decoded one wins.
     const auto same = std::ranges::find_if(entries, [&](const Entry& kept) {
-        return kept.identity == entry.identity && kept.bound == entry.bound;
+        return kept.identity == entry.identity && kept.bound == entry.bound &&
+               kept.finalSize == entry.finalSize;
     });
     if (same != entries.end()) {
         if (same->exact && !entry.exact) return;

@@ -21,10 +21,12 @@ using SharedPicture = std::shared_ptr<const Bitmap>;
 /// The pictures of one cache, most recently used first.
 struct PictureStore {
     /// The picture of `file` for the decode bound `bound`: from the cache as `reuse` allows,
-    /// else from `decode` (which throws when the file cannot be read) and then kept.
+    /// else from `decode` (which throws when the file cannot be read) and then kept. A
+    /// `finalSize` picture was decoded for the size it is drawn at, `bound` on its longer side;
+    /// exact requests take only pictures made the same way.
     static SharedPicture picture(PictureCache& cache, const std::filesystem::path& file,
                                  std::int64_t bound, CachedPictures reuse,
-                                 const std::function<Bitmap()>& decode);
+                                 const std::function<Bitmap()>& decode, bool finalSize = false);
 
     /// `source` (the picture of `file` at a larger bound) at `drawnSize` on its longer side, for
     /// a cell that draws it at that size: a picture of the file kept at that size or up to a
@@ -46,7 +48,8 @@ struct PictureStore {
     struct Entry {
         Identity identity;
         std::int64_t bound = 0;
-        bool exact = true;  // decoded at `bound`, not reduced from a larger picture
+        bool exact = true;       // decoded at `bound`, not reduced from a larger picture
+        bool finalSize = false;  // decoded straight to the size it is drawn at
         SharedPicture picture;
         std::int64_t bytes = 0;
     };
