@@ -29,7 +29,6 @@ constexpr std::string_view examples = R"(Examples:
       Numbered PNG pages of an image read from standard input and b.png.
   tessel-sheet --inspect IMG_0001.HEIC
       One JSON line with the size, frame count, file size, date and camera of the image.
-
   tessel-sheet --beside --notify --preset proof "Trip/Day 1.jpg" Trip/Day\ 2
       "Trip/Proof Grid.pdf", or "Trip/Proof Grid 2.pdf" when that name is taken, with a
       desktop notification when it is done (as the file manager's menu entries do).
@@ -311,8 +310,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     beside->excludes(output);
     CLI::Option* name =
         app.add_option("--name", command.baseName,
-                       "Base name of the files (default \"Contact Sheet\"; with --beside the "
-                       "preset's title)")
+                       "Base name (default \"Contact Sheet\"; with --beside the preset's title)")
             ->type_name("BASE")
             ->group(sheet);
     app.add_option("--stdin-name", command.stdinName,
