@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "DesktopBus.hpp"
 #include "Tool.hpp"
 
 namespace tessel::test {
@@ -220,7 +221,11 @@ TEST_F(FileManagerEntries, AFolderThatCannotBeWrittenSendsTheSheetToThePicturesF
     if (runProgram(trip, concat(asUser, {"sh", "-c", "test -w ."})).exitStatus != 1)
         GTEST_SKIP() << "no way to make a folder unwritable here (setpriv missing or refused)";
 
-    const ToolResult result = run(nautilus(share, kPresets[0], selection), asUser);
+    const PrivateSessionBus bus;
+    const DesktopOnBus desktop(bus, {});
+    Launch launch = nautilus(share, kPresets[0], selection);
+    launch.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
+    const ToolResult result = run(launch, asUser);
     const fs::path pictures = sandbox->root() / "Bilder";
     EXPECT_EQ(result.exitStatus, 0) << result;
     EXPECT_EQ(result.out,
@@ -229,6 +234,10 @@ TEST_F(FileManagerEntries, AFolderThatCannotBeWrittenSendsTheSheetToThePicturesF
                               " cannot take a new file; writing into " + pictures.string() +
                               " instead.\n");
     EXPECT_EQ(names(trip), (Strings{"Café Ølund 2.png", "Möwen & Boote", "Strand am Meer.jpg"}));
+    ASSERT_EQ(desktop.notifications().size(), 1u);
+    EXPECT_EQ(desktop.notifications()[0].body,
+              trip.string() + " cannot be written, so Contact Sheet.pdf went to " +
+                  pictures.string() + ".");
     fs::permissions(trip, fs::perms::owner_write, fs::perm_options::add);
 }
 
