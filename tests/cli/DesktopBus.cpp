@@ -38,11 +38,6 @@ const char* const kInterfaces = R"(<node>
       <arg type="a{sv}" direction="in"/><arg type="i" direction="in"/>
       <arg type="u" direction="out"/>
     </method>
-    <method name="CloseNotification"><arg type="u" direction="in"/></method>
-    <method name="GetServerInformation">
-      <arg type="s" direction="out"/><arg type="s" direction="out"/>
-      <arg type="s" direction="out"/><arg type="s" direction="out"/>
-    </method>
     <signal name="NotificationClosed"><arg type="u"/><arg type="u"/></signal>
     <signal name="ActionInvoked"><arg type="u"/><arg type="s"/></signal>
     <signal name="ActivationToken"><arg type="u"/><arg type="s"/></signal>
@@ -142,11 +137,11 @@ struct DesktopOnBus::Service {
         auto& service = *static_cast<Service*>(self);
         const std::string name = method;
         if (name == "GetCapabilities") {
-            const gchar* capabilities[] = {"actions", "body", "action-icons", nullptr};
+            const gchar* capabilities[] = {"actions", "body", "body-markup", nullptr};
             g_dbus_method_invocation_return_value(invocation, g_variant_new("(^as)", capabilities));
         } else if (name == "Notify") {
             service.notify(parameters, invocation);
-        } else if (name == "ShowItems") {
+        } else {  // ShowItems
             ShownItems items;
             GVariantIter* uris = nullptr;
             const gchar* startupId = nullptr;
@@ -160,14 +155,6 @@ struct DesktopOnBus::Service {
                 service.shown.push_back(items);
             }
             g_dbus_method_invocation_return_value(invocation, nullptr);
-        } else if (name == "CloseNotification") {
-            guint32 id = 0;
-            g_variant_get(parameters, "(u)", &id);
-            g_dbus_method_invocation_return_value(invocation, nullptr);
-            service.emit("NotificationClosed", g_variant_new("(uu)", id, 3U));
-        } else {
-            g_dbus_method_invocation_return_value(
-                invocation, g_variant_new("(ssss)", "test", "tessel", "1", "1.2"));
         }
     }
 

@@ -48,8 +48,9 @@ struct ShownItems {
 };
 
 /// `org.freedesktop.Notifications` and `org.freedesktop.FileManager1` on `bus`, answered on a
-/// thread of their own. A notification that offers actions is answered as a person would,
-/// with each of `answers` it offers in turn (each after an activation token), and closed.
+/// thread of their own, which takes markup in a notification's body. A notification that
+/// offers actions is answered as a person would, with each of `answers` it offers in turn
+/// (each after an activation token), and closed.
 class DesktopOnBus {
 public:
     static constexpr const char* kActivationToken = "token-for-tessel-sheet";
