@@ -29,11 +29,15 @@ constexpr std::string_view examples = R"(Examples:
       Numbered PNG pages of an image read from standard input and b.png.
   tessel-sheet --inspect IMG_0001.HEIC
       One JSON line with the size, frame count, file size, date and camera of the image.
+  tessel-sheet --beside --notify --preset proof "Trip/Day 1.jpg" Trip/Day\ 2
+      "Trip/Proof Grid.pdf", or "Trip/Proof Grid 2.pdf" when that name is taken, with a
+      desktop notification when it is done (as the file manager's menu entries do).
 
 Images are taken in the order given, folders expanded in file-name order; nothing is skipped,
 so an unreadable or animated image fails the whole run. Every run writes into its own new
-folder unless --output-dir is given; an existing file is never replaced. On success the first
-line says what was made and each further line is the absolute path of a written file.
+folder unless --output-dir or --beside is given; an existing file is never replaced. On
+success the first line says what was made and each further line is the absolute path of a
+written file.
 Exit status: 0 on success, 1 when the sheet could not be made, 2 for a usage error.
 )";
 
@@ -299,14 +303,23 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         app.add_option("--output-dir", outputDir, "Write here instead of a new folder in the cache")
             ->type_name("DIR")
             ->group(sheet);
-    app.add_option("--name", command.baseName, "Base name of the files (default \"Contact Sheet\")")
-        ->type_name("BASE")
-        ->group(sheet);
+    CLI::Option* beside =
+        app.add_flag("--beside", command.beside,
+                     "Write beside the first image under a free name (else in Pictures)")
+            ->group(sheet);
+    beside->excludes(output);
+    CLI::Option* name =
+        app.add_option("--name", command.baseName,
+                       "Base name (default \"Contact Sheet\"; with --beside the preset's title)")
+            ->type_name("BASE")
+            ->group(sheet);
     app.add_option("--stdin-name", command.stdinName,
                    "Name under which stdin's image is stored (default \"image\")")
         ->type_name("NAME")
         ->group(sheet);
     text("--sort", raw.sort, "Reorder by filename or date (taken; undated first)", "ORDER", sheet);
+    app.add_flag("--notify", command.notify, "Show progress and the result as notifications")
+        ->group(sheet);
 
     text("--paper", raw.paper, choicesHelp<SheetPaper>("Paper"), "PAPER", fields);
     text("--orientation", raw.orientation, choicesHelp<SheetOrientation>("Orientation"), "WAY",
@@ -355,6 +368,14 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
             command.outputDir = outputDir;
         }
         result.command = convert(raw, registered, std::move(command));
+        if (result.command->beside) {
+            for (const std::string& image : result.command->images)
+                if (image == "-")
+                    throw UsageError("--beside: an image from standard input has no folder");
+            if (name->count() == 0)
+                result.command->baseName =
+                    presetTitle(result.command->preset.value_or(SheetPreset::contact));
+        }
     } catch (const CLI::CallForHelp&) {
         result.text = app.help();
     } catch (const CLI::CallForAllHelp&) {

@@ -57,6 +57,12 @@ struct SheetCommand {
     std::optional<std::filesystem::path> recipeFile;
     std::optional<std::string> layoutName;
     std::optional<std::filesystem::path> outputDir;
+    /// Write into the folder of the first image argument (inside it when it is a folder)
+    /// under the first free name, or into the Pictures folder when that cannot be written.
+    bool beside = false;
+    /// Report progress, the result and failures as desktop notifications too.
+    bool notify = false;
+    /// "Contact Sheet", or with `beside` the title of the preset, unless given.
     std::string baseName = "Contact Sheet";
     RecipeOverrides overrides;
     ImageOrder order = ImageOrder::given;

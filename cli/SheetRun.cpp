@@ -14,7 +14,9 @@
 #include "tessel/SavedLayouts.hpp"
 #include "tessel/TesselError.hpp"
 
+#include "Beside.hpp"
 #include "Listing.hpp"
+#include "desktop/PicturesFolder.hpp"
 
 namespace tessel::cli {
 namespace {
@@ -48,7 +50,10 @@ SheetRecipe savedLayoutRecipe(const std::string& name) {
 
 class Progress {
 public:
-    Progress(Console& console, const char* label) : console_(console), label_(label) {}
+    Progress(Console& console, RunFeedback::Stage stage)
+        : console_(console),
+          stage_(stage),
+          label_(stage == RunFeedback::Stage::reading ? "Inspecting images" : "Drawing pages") {}
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress() {
@@ -56,6 +61,7 @@ public:
     }
 
     void operator()(std::int64_t done, std::int64_t total) {
+        if (console_.feedback) console_.feedback->progress(stage_, done, total);
         if (!console_.showProgress) return;
         shown_ = true;
         console_.err << "\r\33[K" << label_ << " " << done << "/" << total << std::flush;
@@ -63,6 +69,7 @@ public:
 
 private:
     Console& console_;
+    RunFeedback::Stage stage_;
     const char* label_;
     bool shown_ = false;
 };
@@ -82,13 +89,15 @@ std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path&
     return files;
 }
 
-void makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
-                 const fs::path& folder, Console& console, std::optional<fs::path>& fromStdin) {
+// Inspects, renders and writes; returns the written files.
+std::vector<fs::path> makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
+                                  const fs::path& folder, Console& console,
+                                  std::optional<fs::path>& fromStdin) {
     const std::vector<fs::path> files = resolveInputs(command, folder, console.in, fromStdin);
     std::vector<SheetInput> inputs;
     inputs.reserve(files.size());
     {
-        Progress progress(console, "Inspecting images");
+        Progress progress(console, RunFeedback::Stage::reading);
         std::vector<SheetImageInfo> infos = TesselRenderer::inspectAll(
             files, [&](std::int64_t done, std::int64_t total) { progress(done, total); });
         for (std::size_t i = 0; i < files.size(); ++i)
@@ -97,27 +106,45 @@ void makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
     if (command.order == ImageOrder::filename) sortByFilename(inputs);
     if (command.order == ImageOrder::date) sortByDate(inputs);
 
-    std::vector<fs::path> written;
-    {
-        Progress progress(console, "Drawing pages");
-        // Finished pages wait in a spool file beside the output rather than in memory, so a
-        // sheet of thousands of images takes no more memory than one of a few.
-        const SpooledSheet sheet = TesselRenderer::renderSpooled(
-            inputs, sheetRecipe, folder,
-            {.progress = [&](std::int64_t done, std::int64_t total) { progress(done, total); }});
-        written = TesselRenderer::write(sheet, folder, command.baseName, sheetRecipe);
-    }
+    Progress progress(console, RunFeedback::Stage::drawing);
+    // Finished pages wait in a spool file beside the output rather than in memory, so a
+    // sheet of thousands of images takes no more memory than one of a few.
+    const SpooledSheet sheet = TesselRenderer::renderSpooled(
+        inputs, sheetRecipe, folder,
+        {.progress = [&](std::int64_t done, std::int64_t total) { progress(done, total); }});
+    return command.beside
+               ? TesselRenderer::writeUnderFreeName(sheet, folder, command.baseName, sheetRecipe)
+               : TesselRenderer::write(sheet, folder, command.baseName, sheetRecipe);
+}
 
+void report(Console& console, const std::vector<fs::path>& written,
+            const std::optional<fs::path>& unwritable) {
+    if (unwritable)
+        console.err << "tessel-sheet: " << unwritable->string()
+                    << " cannot take a new file; writing into "
+                    << written.front().parent_path().string() << " instead.\n";
     if (written.size() == 1)
         console.out << "Created a contact sheet.\n";
     else
         console.out << "Created " << written.size() << " contact sheet pages.\n";
     for (const fs::path& file : written) console.out << fs::absolute(file).string() << "\n";
     console.out << std::flush;
+    if (console.feedback) console.feedback->created(written, unwritable);
+}
+
+// Beside the images: no folder is made for the run, and a failed run leaves nothing there.
+int makeSheetBeside(const SheetCommand& command, const SheetRecipe& sheetRecipe, Console& console) {
+    if (command.images.empty()) throw TesselError::noImages();
+    const BesideFolder place = besideFolder(command.images.front(), picturesFolder());
+    std::optional<fs::path> noStdin;
+    report(console, makeSheetIn(command, sheetRecipe, place.folder, console, noStdin),
+           place.unwritable);
+    return 0;
 }
 
 int makeSheet(const SheetCommand& command, Console& console) {
     const SheetRecipe sheetRecipe = resolveRecipe(command);
+    if (command.beside) return makeSheetBeside(command, sheetRecipe, console);
 
     // The folder comes before anything that can fail. A new folder (always so in the cache)
     // is left behind by a failed run as a record, with whatever was stored from standard
@@ -133,7 +160,8 @@ int makeSheet(const SheetCommand& command, Console& console) {
 
     std::optional<fs::path> fromStdin;
     try {
-        makeSheetIn(command, sheetRecipe, folder, console, fromStdin);
+        report(console, makeSheetIn(command, sheetRecipe, folder, console, fromStdin),
+               std::nullopt);
     } catch (...) {
         if (fromStdin && !madeFolder) {
             std::error_code ignored;
@@ -196,6 +224,8 @@ fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std:
 }
 
 int run(const SheetCommand& command, Console& console) {
+    std::string message;
+    int status = 1;
     try {
         switch (command.action) {
             case SheetCommand::Action::sheet: return makeSheet(command, console);
@@ -203,18 +233,19 @@ int run(const SheetCommand& command, Console& console) {
             case SheetCommand::Action::listPresets: return printPresets(console);
         }
     } catch (const UsageError& e) {
-        console.err << "tessel-sheet: " << e.what()
-                    << "\nRun tessel-sheet --help for the options.\n";
-        return 2;
+        message = std::string("tessel-sheet: ") + e.what();
+        status = 2;
     } catch (const TesselError& e) {
-        console.err << e.errorDescription() << "\n";
+        message = e.errorDescription();
     } catch (const fs::filesystem_error& e) {
-        console.err << "Could not create " << e.path1().string() << ": " << e.code().message()
-                    << ".\n";
+        message = "Could not create " + e.path1().string() + ": " + e.code().message() + ".";
     } catch (const std::exception& e) {
-        console.err << e.what() << "\n";
+        message = e.what();
     }
-    return 1;
+    console.err << message << "\n";
+    if (status == 2) console.err << "Run tessel-sheet --help for the options.\n";
+    if (console.feedback) console.feedback->failed(message);
+    return status;
 }
 
 }  // namespace tessel::cli

@@ -9,6 +9,7 @@
 #include "tessel/SheetRecipe.hpp"
 
 #include "CommandLine.hpp"
+#include "RunFeedback.hpp"
 
 namespace tessel::cli {
 
@@ -19,6 +20,8 @@ struct Console {
     std::ostream& err;
     /// Show progress on `err` (only when it is a terminal).
     bool showProgress = false;
+    /// Also told how the run goes (`--notify`); none tells nobody.
+    RunFeedback* feedback = nullptr;
 };
 
 /// Runs `command` and returns the process's exit status: 0 done, 1 the work failed (its

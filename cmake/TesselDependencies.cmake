@@ -25,6 +25,8 @@ find_package(CURL REQUIRED)
 
 # tessel-sheet and tessel-sign
 find_package(CLI11 REQUIRED)
+# tessel-sheet's notifications, file manager calls and user folders (GLib comes with libvips).
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 
 # The desktop application and its self-installation.
 if(TESSEL_BUILD_APP)

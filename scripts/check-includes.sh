@@ -15,8 +15,9 @@ rule() {
   headers+=("$2")
   owners+=("$3")
 }
-rule libvips '^vips/' 'core/src/decode/* core/src/inspect/Inspect.cpp'
-rule GLib '^(glib|glib-object|gio|gmodule)(\.h$|/)' 'core/src/decode/* core/src/inspect/Inspect.cpp core/src/draw/*'
+rule libvips '^vips/' 'core/src/decode/* core/src/inspect/Inspect.cpp bench/ssim.cpp'
+rule GLib '^(glib|glib-object|gio|gmodule)(\.h$|/)' 'core/src/decode/* core/src/inspect/Inspect.cpp core/src/draw/*
+  cli/desktop/*'
 rule exiv2 '^exiv2/' 'core/src/formats/exif/*'
 rule cairo '^cairo(\.h$|-|/)' 'core/src/draw/*'
 rule Pango '^pango/' 'core/src/draw/*'

@@ -23,6 +23,8 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
   libimage-exiftool-perl bc xvfb xauth python3 locales dbus-daemon
+  # the file types by which tessel-sheet's "Open" finds the viewer for a sheet
+  shared-mime-info
   # exports onto an exFAT file system (a loop device mounted through FUSE) in the tests
   exfatprogs exfat-fuse fuse3
   # the desktop entry and AppStream file are checked by the desktop's own validators; the

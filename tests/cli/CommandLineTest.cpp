@@ -59,6 +59,8 @@ TEST(CommandLine, UsageErrorsExitWithTwoAndSayWhatIsWanted) {
         {{"--caption-size", "nan"}, "--caption-size: expected a number from 8 to 72, got 'nan'"},
         {{"--stdin-name", "a/b.jpg", "-"}, "--stdin-name: expected a file name"},
         {{"--preset", "proof", "--layout", "Trip"}, "--preset excludes --layout"},
+        {{"--beside", "--output-dir", "out", "a.jpg"}, "--output-dir excludes --beside"},
+        {{"--beside", "a.jpg", "-"}, "--beside: an image from standard input has no folder"},
         {{"--recipe", "missing.json"}, "--recipe: cannot read missing.json"},
         {{"--recipe", "bad.json"}, "--recipe: bad.json is not a recipe: \"paper\": missing"},
         {{"--recipe", "junk.json"}, "--recipe: junk.json is not a recipe: not valid JSON"},

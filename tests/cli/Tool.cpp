@@ -39,21 +39,46 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-ToolResult ToolSandbox::run(const Strings& arguments, const std::string& input) const {
-    std::ofstream(root() / ".stdin", std::ios::binary) << input;
+ToolResult runProgram(const fs::path& folder, const Strings& command, const Strings& environment,
+                      const std::string& input) {
+    // The streams go through files of a folder of their own, never the one the program runs
+    // in, where a file manager's action would see them.
+    const testing::TemporaryFolder streams;
+    std::ofstream(streams / "in", std::ios::binary) << input;
+    std::string line = "cd " + quoted(folder) + " && env";
+    for (const std::string& setting : environment) line += " " + quoted(setting);
+    // A run that hangs ends with the status 124 instead of hanging the test.
+    line += " timeout -k 5 60";
+    for (const std::string& word : command) line += " " + quoted(word);
+    line += " <" + quoted(streams / "in") + " >" + quoted(streams / "out") + " 2>" +
+            quoted(streams / "err");
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, fileBytes(streams / "out"),
+            fileBytes(streams / "err")};
+}
+
+Strings ToolSandbox::environment() const {
+    const std::string home = root().string();
     // Sanitizer builds of the tool would otherwise fail at exit on fontconfig's caches; a
     // setting given by whoever runs the tests wins.
-    std::string command = "cd " + quoted(root()) +
-                          " && HOME=$PWD XDG_CACHE_HOME=$PWD/cache XDG_DATA_HOME=$PWD/data "
-                          "LSAN_OPTIONS=\"${LSAN_OPTIONS:-print_suppressions=0:suppressions=" +
-                          TESSEL_LSAN_SUPPRESSIONS "}\" " +
-                          // A run that hangs ends with the status 124 instead of hanging the
-                          // test.
-                          "timeout -k 5 60 " + quoted(TESSEL_SHEET);
-    for (const std::string& argument : arguments) command += " " + quoted(argument);
-    const int status = std::system((command + " <.stdin >.stdout 2>.stderr").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, fileBytes(root() / ".stdout"),
-            fileBytes(root() / ".stderr")};
+    const char* lsan = std::getenv("LSAN_OPTIONS");
+    return {"HOME=" + home,
+            "XDG_CACHE_HOME=" + home + "/cache",
+            "XDG_DATA_HOME=" + home + "/data",
+            "XDG_CONFIG_HOME=" + home + "/config",
+            "XDG_RUNTIME_DIR=" + home,
+            "DBUS_SESSION_BUS_ADDRESS=unix:path=" + home + "/no-bus",
+            "DISPLAY=",
+            "WAYLAND_DISPLAY=",
+            std::string("LSAN_OPTIONS=") +
+                (lsan != nullptr ? lsan
+                                 : "print_suppressions=0:suppressions=" TESSEL_LSAN_SUPPRESSIONS)};
+}
+
+ToolResult ToolSandbox::run(const Strings& arguments, const std::string& input) const {
+    Strings command{TESSEL_SHEET};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return runProgram(root(), command, environment(), input);
 }
 
 void ToolSandbox::saveLayouts(const Strings& names) const {

@@ -25,6 +25,12 @@ struct ToolResult {
     }
 };
 
+/// Runs `command` (a program and its arguments) in `folder` with `environment` ("NAME=value")
+/// added to the test's own and `input` on its standard input, its output captured; a run that
+/// hangs ends with status 124.
+ToolResult runProgram(const std::filesystem::path& folder, const Strings& command,
+                      const Strings& environment = {}, const std::string& input = {});
+
 /// The tool's working folder, with HOME, XDG_CACHE_HOME and XDG_DATA_HOME in it.
 class ToolSandbox {
 public:
@@ -32,6 +38,9 @@ public:
     /// Where runs without --output-dir make their folders.
     std::filesystem::path shortcuts() const { return root() / "cache/com.orvane.Tessel/Shortcuts"; }
     ToolResult run(const Strings& arguments, const std::string& input = {}) const;
+    /// The environment `run` adds: the sandbox's home, cache and data folders, no display
+    /// and no session bus, the sanitizers' settings.
+    Strings environment() const;
     /// Saves layouts of these names, each the square preset.
     void saveLayouts(const Strings& names) const;
 

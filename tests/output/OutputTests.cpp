@@ -202,6 +202,64 @@ TEST(WriteAtomically, OtherFailuresCannotEncodeAndLeaveNothing) {
     }
 }
 
+// Names a second run takes: the first free name, judged over every page's file, and a name
+// another writer claims after the check costs this run only its own files under that name.
+TEST(WriteUnderFreeName, TakesTheNextNameWhoseEveryPageIsFree) {
+    SheetRecipe recipe = tessel::recipe(SheetPreset::contact);
+    const std::vector<
+        std::tuple<SheetOutputFormat, int, std::vector<std::string>, std::vector<std::string>>>
+        cases{{pdf, 2, {}, {"Trip.pdf"}},
+              {pdf, 2, {"Trip.pdf", "Trip 2.pdf", "Trip 3.png"}, {"Trip 3.pdf"}},
+              {png, 2, {"Trip-2.png", "Trip 2-1.png"}, {"Trip 3-1.png", "Trip 3-2.png"}},
+              {jpeg, 1, {"Trip-1.jpg"}, {"Trip.jpg"}}};
+    for (const auto& [output, pages, taken, expected] : cases) {
+        SCOPED_TRACE(std::string(rawValue(output)) + " " + std::to_string(taken.size()));
+        TemporaryFolder folder;
+        for (const std::string& name : taken) writeBytes(folder.path() / name, theirs);
+        recipe.output = output;
+        const SheetRenderResult result = makeResult(output, pages);
+        std::vector<std::string> names;
+        for (const fs::path& file :
+             detail::writeUnderFreeName(result, folder.path(), "Trip", recipe, systemCalls))
+            names.push_back(file.filename().string());
+        EXPECT_EQ(names, expected);
+        std::vector<std::string> all = taken;
+        all.insert(all.end(), expected.begin(), expected.end());
+        std::sort(all.begin(), all.end());
+        EXPECT_EQ(folder.names(), all);
+        for (const std::string& name : taken) EXPECT_EQ(readBytes(folder.path() / name), theirs);
+    }
+
+    // The other writer claims "Trip-2.png" just as this one names it, after "Trip-1.png".
+    for (const FileSystem& fileSystem : fileSystems) {
+        SCOPED_TRACE(fileSystem.name);
+        racedOn = &fileSystem.calls;
+        const detail::FileNamingCalls racingSecondPage{
+            racingOpenUnnamed,
+            [](int file, const char* to) {
+                if (fs::path(to).filename() == "Trip-2.png") plantTheirs(to);
+                return racedOn->linkUnnamed(file, to);
+            },
+            [](const char* from, const char* to) {
+                if (fs::path(to).filename() == "Trip-2.png") plantTheirs(to);
+                return racedOn->link(from, to);
+            },
+            [](const char* from, const char* to) {
+                if (fs::path(to).filename() == "Trip-2.png") plantTheirs(to);
+                return racedOn->renameNoReplace(from, to);
+            }};
+        TemporaryFolder folder;
+        recipe.output = png;
+        const auto written = detail::writeUnderFreeName(makeResult(png, 2), folder.path(), "Trip",
+                                                        recipe, racingSecondPage);
+        EXPECT_EQ(written, (std::vector<fs::path>{folder.path() / "Trip 2-1.png",
+                                                  folder.path() / "Trip 2-2.png"}));
+        EXPECT_EQ(folder.names(),
+                  (std::vector<std::string>{"Trip 2-1.png", "Trip 2-2.png", "Trip-2.png"}));
+        EXPECT_EQ(readBytes(folder.path() / "Trip-2.png"), theirs);
+    }
+}
+
 const TesselError kPageCount = TesselError::verificationFailed("PDF page count does not match");
 const TesselError kPageSize = TesselError::verificationFailed("PDF page size does not match");
 const TesselError kImage = TesselError::verificationFailed("dimensions or page count do not match");

@@ -184,5 +184,17 @@ std::vector<std::filesystem::path> write(const SheetRenderResult& result,
 std::vector<std::filesystem::path> write(const SpooledSheet& sheet, const std::filesystem::path& to,
                                          const std::string& baseName, const SheetRecipe& recipe);
 
+/// `write` under the first free one of the names `baseName`, "`baseName` 2", "`baseName` 3"
+/// and so on: a name is free when none of the files the sheet is written as under it exists
+/// ("Trip 2-1.png" and "Trip 2-2.png" both for two PNG pages). Two writers never end up with
+/// one name: when a file appears at one of the names meanwhile, the files written under that
+/// name are removed and the sheet goes whole to the next. Returns the written files in page
+/// order; throws `destinationExists` when no name up to "`baseName` 9999" is free, otherwise
+/// as `write`.
+std::vector<std::filesystem::path> writeUnderFreeName(const SpooledSheet& sheet,
+                                                      const std::filesystem::path& to,
+                                                      const std::string& baseName,
+                                                      const SheetRecipe& recipe);
+
 }  // namespace TesselRenderer
 }  // namespace tessel

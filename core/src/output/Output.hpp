@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tessel/Render.hpp"
 #include "tessel/SheetTypes.hpp"
 
 #include "base/AtomicFile.hpp"
@@ -23,6 +24,13 @@ std::string outputBaseName(const std::string& baseName);
 /// `cannotEncode` for every other failure.
 void writeAtomically(const std::vector<std::uint8_t>& bytes, const std::filesystem::path& to,
                      const FileNamingCalls& calls = systemNamingCalls());
+
+/// `TesselRenderer::writeUnderFreeName` for pages in memory, naming each file with `calls`.
+std::vector<std::filesystem::path> writeUnderFreeName(const SheetRenderResult& result,
+                                                      const std::filesystem::path& to,
+                                                      const std::string& baseName,
+                                                      const SheetRecipe& recipe,
+                                                      const FileNamingCalls& calls);
 
 /// Reads `file` back. A ".pdf" file (any case) must hold `expectedPages` pages and a first
 /// page within 0.5 points of `size`; any other file must be an image source of

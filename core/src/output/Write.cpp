@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <system_error>
@@ -94,64 +95,131 @@ struct SheetPages {
     std::function<void(std::size_t page, AtomicFile&)> writePage;
 };
 
-std::vector<std::filesystem::path> writeSheet(const SheetPages& sheet,
-                                              const std::filesystem::path& to,
-                                              const std::string& baseName,
+// The files a sheet of `count` pages is written as under `name`.
+std::vector<std::filesystem::path> sheetFiles(const std::filesystem::path& to,
+                                              const std::string& name, std::size_t count,
                                               const SheetRecipe& recipe) {
-    const std::string name = outputBaseName(baseName);
     const std::string extension{fileExtension(recipe.output)};
-    const FileNamingCalls& calls = systemNamingCalls();
-
-    if (recipe.output == SheetOutputFormat::pdf) {
-        const auto file = to / (name + "." + extension);
-        writeNewFile(file, calls, sheet.writePDF);
-        verify(file, static_cast<std::int64_t>(sheet.count), sheet.pdfPageSize);
-        return {file};
-    }
-
+    if (recipe.output == SheetOutputFormat::pdf) return {to / (name + "." + extension)};
     std::vector<std::filesystem::path> files;
-    for (std::size_t i = 0; i < sheet.count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         std::string fileName = name;
-        if (sheet.count > 1) fileName.append("-").append(std::to_string(i + 1));
-        fileName.append(".").append(extension);
-        const auto file = to / fileName;
-        writeNewFile(file, calls, [&](AtomicFile& out) { sheet.writePage(i, out); });
-        verify(file, 1, sheet.pageSize);
-        files.push_back(file);
+        if (count > 1) fileName.append("-").append(std::to_string(i + 1));
+        files.push_back(to / fileName.append(".").append(extension));
     }
     return files;
 }
 
+// Writes and verifies the files one by one; each file named is added to `written` at once,
+// so that a caller knows what is there when a later file fails.
+void writeSheet(const SheetPages& sheet, const std::vector<std::filesystem::path>& files,
+                const SheetRecipe& recipe, const FileNamingCalls& calls,
+                std::vector<std::filesystem::path>& written) {
+    if (recipe.output == SheetOutputFormat::pdf) {
+        writeNewFile(files.front(), calls, sheet.writePDF);
+        written.push_back(files.front());
+        verify(files.front(), static_cast<std::int64_t>(sheet.count), sheet.pdfPageSize);
+        return;
+    }
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        writeNewFile(files[i], calls, [&](AtomicFile& out) { sheet.writePage(i, out); });
+        written.push_back(files[i]);
+        verify(files[i], 1, sheet.pageSize);
+    }
+}
+
+std::vector<std::filesystem::path> writeSheet(const SheetPages& sheet,
+                                              const std::filesystem::path& to,
+                                              const std::string& baseName,
+                                              const SheetRecipe& recipe) {
+    std::vector<std::filesystem::path> written;
+    writeSheet(sheet, sheetFiles(to, outputBaseName(baseName), sheet.count, recipe), recipe,
+               systemNamingCalls(), written);
+    return written;
+}
+
+// Enough for any folder a person keeps; past it the name counts as taken.
+constexpr int kLastNumber = 9999;
+
+std::vector<std::filesystem::path> writeSheetUnderFreeName(const SheetPages& sheet,
+                                                           const std::filesystem::path& to,
+                                                           const std::string& baseName,
+                                                           const SheetRecipe& recipe,
+                                                           const FileNamingCalls& calls) {
+    const std::string name = outputBaseName(baseName);
+    for (int number = 1; number <= kLastNumber; ++number) {
+        const auto files = sheetFiles(to, number == 1 ? name : name + " " + std::to_string(number),
+                                      sheet.count, recipe);
+        std::error_code ignored;
+        if (std::any_of(files.begin(), files.end(), [&](const std::filesystem::path& file) {
+                return std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
+            }))
+            continue;
+        std::vector<std::filesystem::path> written;
+        try {
+            writeSheet(sheet, files, recipe, calls, written);
+            return written;
+        } catch (const TesselError& error) {
+            if (error.kind() != TesselError::Kind::destinationExists) throw;
+            // Another writer took one of the names after the check: what this run wrote
+            // under the name is its own, and the sheet moves on whole to the next name.
+            for (const std::filesystem::path& file : written)
+                std::filesystem::remove(file, ignored);
+        }
+    }
+    throw TesselError::destinationExists();
+}
+
+SheetPages pagesOf(const SheetRenderResult& result) {
+    return {result.pages.size(), result.pageSize, result.pdfPageSize,
+            [&](AtomicFile& file) { file.write(result.pdf); },
+            [&](std::size_t page, AtomicFile& file) { file.write(result.pages[page]); }};
+}
+
+SheetPages pagesOf(const SpooledSheet& sheet) {
+    PageSpool& spool = sheet.spool();
+    return {spool.pageCount(), sheet.pageSize(), sheet.pdfPageSize(),
+            [&](AtomicFile& file) {
+                // The document goes straight into its file as qpdf writes it.
+                makePDF(spool, sheet.pdfPageSize(),
+                        [&file](const unsigned char* bytes, std::size_t length) {
+                            file.write({bytes, length});
+                        });
+            },
+            [&](std::size_t page, AtomicFile& file) { file.write(spool.read(page)); }};
+}
+
 }  // namespace
+
+std::vector<std::filesystem::path> writeUnderFreeName(const SheetRenderResult& result,
+                                                      const std::filesystem::path& to,
+                                                      const std::string& baseName,
+                                                      const SheetRecipe& recipe,
+                                                      const FileNamingCalls& calls) {
+    return writeSheetUnderFreeName(pagesOf(result), to, baseName, recipe, calls);
+}
+
 }  // namespace detail
 
 std::vector<std::filesystem::path> TesselRenderer::write(const SheetRenderResult& result,
                                                          const std::filesystem::path& to,
                                                          const std::string& baseName,
                                                          const SheetRecipe& recipe) {
-    return detail::writeSheet(
-        {result.pages.size(), result.pageSize, result.pdfPageSize,
-         [&](detail::AtomicFile& file) { file.write(result.pdf); },
-         [&](std::size_t page, detail::AtomicFile& file) { file.write(result.pages[page]); }},
-        to, baseName, recipe);
+    return detail::writeSheet(detail::pagesOf(result), to, baseName, recipe);
 }
 
 std::vector<std::filesystem::path> TesselRenderer::write(const SpooledSheet& sheet,
                                                          const std::filesystem::path& to,
                                                          const std::string& baseName,
                                                          const SheetRecipe& recipe) {
-    detail::PageSpool& spool = sheet.spool();
-    return detail::writeSheet(
-        {spool.pageCount(), sheet.pageSize(), sheet.pdfPageSize(),
-         [&](detail::AtomicFile& file) {
-             // The document goes straight into its file as qpdf writes it.
-             detail::makePDF(spool, sheet.pdfPageSize(),
-                             [&file](const unsigned char* bytes, std::size_t length) {
-                                 file.write({bytes, length});
-                             });
-         },
-         [&](std::size_t page, detail::AtomicFile& file) { file.write(spool.read(page)); }},
-        to, baseName, recipe);
+    return detail::writeSheet(detail::pagesOf(sheet), to, baseName, recipe);
+}
+
+std::vector<std::filesystem::path> TesselRenderer::writeUnderFreeName(
+    const SpooledSheet& sheet, const std::filesystem::path& to, const std::string& baseName,
+    const SheetRecipe& recipe) {
+    return detail::writeSheetUnderFreeName(detail::pagesOf(sheet), to, baseName, recipe,
+                                           detail::systemNamingCalls());
 }
 
 }  // namespace tessel
