@@ -6,6 +6,7 @@
 #include <regex>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tessel/SheetRecipe.hpp"
 
@@ -155,6 +156,38 @@ TEST(SheetTool, FailuresPrintTheirDescriptionAndLeaveTheFolder) {
         for (const auto& folder : folders)
             EXPECT_EQ(names(sandbox.shortcuts() / folder), Strings{});
     }
+}
+
+// A folder's broken links and the subfolders its user cannot open are left out, and the rest
+// of the folder still makes the sheet: one page per image here.
+TEST(SheetTool, AFolderGivesEveryImageItsUserCanRead) {
+    ToolSandbox sandbox;
+    const fs::path shoot = sandbox.root() / "shoot";
+    fs::create_directories(shoot / "locked");
+    for (int i = 0; i < 4; ++i) {
+        fs::create_symlink(shoot / "gone.jpg", shoot / ("broken" + std::to_string(i) + ".jpg"));
+        writeImage(shoot / ("p" + std::to_string(i) + ".jpg"), 60, 40, {10, 120, 200});
+    }
+    writeImage(shoot / "locked/private.jpg", 60, 40, {10, 120, 200});
+    fs::permissions(shoot / "locked",
+                    fs::perms::owner_write | fs::perms::owner_read | fs::perms::owner_exec |
+                        fs::perms::group_all | fs::perms::others_all,
+                    fs::perm_options::remove);
+    // Root opens any folder; without the capabilities that let it, it keeps to the permission
+    // bits like anyone else.
+    const Strings asUser =
+        ::geteuid() == 0 ? Strings{"setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"}
+                         : Strings{};
+    if (runProgram(shoot, concat(asUser, {"sh", "-c", "test -r locked"})).exitStatus != 1)
+        GTEST_SKIP() << "no way to make a folder unreadable here (setpriv missing or refused)";
+    const ToolResult result =
+        runProgram(sandbox.root(),
+                   concat(asUser, {TESSEL_SHEET, "--columns", "1", "--rows", "1", "--format", "png",
+                                   "--output-dir", sandbox.root().string(), shoot.string()}),
+                   sandbox.environment());
+    EXPECT_EQ(result.exitStatus, 0) << result;
+    EXPECT_EQ(lines(result.out).front(), "Created 4 contact sheet pages.");
+    fs::permissions(shoot / "locked", fs::perms::owner_all, fs::perm_options::add);
 }
 
 TEST(InspectTool, PrintsOneJsonLinePerImageAndFailsWhenAnyFails) {

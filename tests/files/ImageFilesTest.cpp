@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "tessel/ImageFiles.hpp"
 
@@ -58,6 +61,60 @@ TEST_F(ImageFiles, SymbolicLinksToFilesCountButFolderLinksAreNotFollowed) {
     fs::create_symlink(root_ / "nowhere.png", root_ / "dangling.png");
     fs::create_directory_symlink(root_, root_ / "loop");
     EXPECT_EQ(found({root_}), (Names{"link.png", "real/a.png"}));
+}
+
+// Whatever cannot be read is left out and the rest of the folder still counts, whatever order
+// the file system lists the entries in: broken links and unreadable folders among images.
+TEST_F(ImageFiles, WhatCannotBeReadIsLeftOutAndTheScanGoesOn) {
+    Names expected;
+    for (int i = 0; i < 8; ++i) {
+        fs::create_symlink(root_ / "gone.png", root_ / ("broken" + std::to_string(i) + ".png"));
+        expected.push_back(touch("shot" + std::to_string(i) + ".png").filename().string());
+        fs::create_directories(root_ / ("locked" + std::to_string(i)));
+        touch("locked" + std::to_string(i) + "/inside.png");
+        fs::permissions(root_ / ("locked" + std::to_string(i)), fs::perms::none);
+    }
+    touch("open/later.png");
+    expected.push_back("open/later.png");
+    fs::permissions(root_, fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec |
+                               fs::perms::group_read | fs::perms::others_read);
+    fs::permissions(root_ / "open",
+                    fs::perms::owner_all | fs::perms::others_exec | fs::perms::others_read);
+
+    // As a user without permission (root reads every folder), in a child process whose names
+    // come back through a pipe.
+    int pipeEnds[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (getuid() == 0 &&
+            (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0))
+            _exit(2);
+        std::string names;
+        for (const std::string& name : found({root_})) names += name + "\n";
+        const bool sent =
+            write(pipeEnds[1], names.data(), names.size()) == static_cast<ssize_t>(names.size());
+        _exit(sent ? 0 : 3);
+    }
+    close(pipeEnds[1]);
+    std::string names;
+    char buffer[4096];
+    for (ssize_t got; (got = read(pipeEnds[0], buffer, sizeof buffer)) > 0;)
+        names.append(buffer, static_cast<std::size_t>(got));
+    close(pipeEnds[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    Names listed;
+    for (std::size_t start = 0, end; (end = names.find('\n', start)) != std::string::npos;
+         start = end + 1)
+        listed.push_back(names.substr(start, end - start));
+    std::ranges::sort(expected,
+                      [](const std::string& a, const std::string& b) { return naturalLess(a, b); });
+    EXPECT_EQ(listed, expected);
+    for (int i = 0; i < 8; ++i)
+        fs::permissions(root_ / ("locked" + std::to_string(i)), fs::perms::owner_all);
 }
 
 SheetInput input(const char* path, std::optional<int> day = std::nullopt) {

@@ -17,8 +17,9 @@ namespace tessel {
 /// or "pkg", which on other systems present themselves as single documents. Inside folders only
 /// regular files (a symbolic link to one counts) with a supported extension are kept. Any other
 /// location is kept when its lower-cased extension is in `TesselRenderer::supportedExtensions`;
-/// nothing else is checked, not even that it exists. A folder that cannot be opened contributes
-/// nothing, and an error while reading one ends its scan there, keeping what was found. A file
+/// nothing else is checked, not even that it exists. What cannot be read is left out and the
+/// rest still counts: a subfolder that cannot be opened, an entry whose type cannot be read (a
+/// broken symbolic link), a folder whose listing fails part-way (what it listed stays). A file
 /// reached twice (a folder and a file inside it) is listed twice. Never throws for file-system
 /// reasons.
 std::vector<std::filesystem::path> imageFiles(const std::vector<std::filesystem::path>& locations);

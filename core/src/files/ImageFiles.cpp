@@ -36,35 +36,33 @@ bool isPackage(const fs::path& path) {
     return std::ranges::find(packageExtensions, lowerExtension(path)) != packageExtensions.end();
 }
 
-void scanFolder(const fs::path& folder, std::vector<fs::path>& found) {
-    std::error_code ec;
-    fs::recursive_directory_iterator it(folder, fs::directory_options::none, ec);
-    if (ec) return;
-    for (const fs::recursive_directory_iterator end; it != end; it.increment(ec)) {
-        if (ec) return;
-        const fs::directory_entry& entry = *it;
-        const fs::path& path = entry.path();
-        if (isHidden(path)) {
-            it.disable_recursion_pending();
-            continue;
-        }
-        // Directory symlinks are not followed (the iterator's default), so loops cannot occur.
-        const bool isFolder = entry.is_directory(ec) && !entry.is_symlink(ec);
-        if (ec) return;
-        if (isFolder) {
-            if (isPackage(path)) it.disable_recursion_pending();
-            continue;
-        }
-        const bool regular = entry.is_regular_file(ec);
-        if (ec) {
-            // A dangling symbolic link has no status; it is simply not an image.
-            if (entry.is_symlink()) {
-                ec.clear();
+// Searches `top` and its subfolders, one folder at a time. Whatever cannot be read is left out
+// and the scan goes on: a folder that cannot be opened, an entry whose type cannot be read (a
+// broken symbolic link), and the rest of a folder whose listing fails part-way. What a folder
+// lists does not depend on the order its entries come in.
+void scanFolder(const fs::path& top, std::vector<fs::path>& found) {
+    std::vector<fs::path> folders{top};
+    while (!folders.empty()) {
+        const fs::path folder = std::move(folders.back());
+        folders.pop_back();
+        std::error_code ec;
+        fs::directory_iterator it(folder, ec);
+        for (const fs::directory_iterator end; !ec && it != end; it.increment(ec)) {
+            const fs::path& path = it->path();
+            if (isHidden(path)) continue;
+            std::error_code typeError;
+            // Folders reached through symbolic links are not entered, so loops cannot occur.
+            const fs::file_status own = it->symlink_status(typeError);
+            if (typeError) continue;
+            if (fs::is_directory(own)) {
+                if (!isPackage(path)) folders.push_back(path);
                 continue;
             }
-            return;
+            // A symbolic link counts as the file it points to; a broken one is not an image.
+            const fs::file_status target = it->status(typeError);
+            if (!typeError && fs::is_regular_file(target) && hasSupportedExtension(path))
+                found.push_back(path);
         }
-        if (regular && hasSupportedExtension(path)) found.push_back(path);
     }
 }
 
