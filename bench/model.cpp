@@ -59,7 +59,7 @@ public:
     void print(QPdfDocument&, SheetSize) override {}
     std::optional<QString> string(const QString&) const override { return {}; }
     void setString(const QString&, const QString&) override {}
-    void install(const UpdateInfo&) override {}
+    void install(const UpdateInfo&, const std::atomic<bool>&) override {}
 
     std::optional<fs::path> saveTo;  // the answer of the save panel
 };

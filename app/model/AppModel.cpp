@@ -38,9 +38,24 @@ AppModel::AppModel(AppServices services, QObject* parent)
     checkForUpdate();
 }
 
-AppModel::~AppModel() { pool_.waitForDone(); }
+AppModel::~AppModel() {
+    abandonBackgroundWork();
+    pool_.waitForDone();
+}
+
+void AppModel::abandonBackgroundWork() {
+    abandoned_->store(true);
+    cancelPreview();
+    stopThumbnails();
+    cancelPrint();
+    if (exportTask_) exportTask_->cancel();
+    drawTimer_.stop();
+    thumbnailTimer_.stop();
+}
 
 void AppModel::waitForBackgroundWork() { pool_.waitForDone(); }
+
+bool AppModel::waitForBackgroundWork(int milliseconds) { return pool_.waitForDone(milliseconds); }
 
 bool AppModel::isIdle() const {
     return batchesRunning_ == 0 && !previewTimer_.isActive() && !drawTimer_.isActive() &&

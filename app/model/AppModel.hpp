@@ -259,9 +259,18 @@ public:
     /// Offers `availableUpdate`: "Update Now" installs it, "Later" remembers the version.
     void promptForUpdate();
 
+    /// Quitting: stops what runs in the background (renders, thumbnails, batches between
+    /// chunks, an export, the pages drawn for printing, an installation before its swap) and
+    /// drops every result still to come. The model does nothing more until it is destroyed.
+    void abandonBackgroundWork();
+    /// True once `abandonBackgroundWork` was called.
+    bool isAbandoned() const { return abandoned_->load(); }
+
     /// Blocks until the background work started so far has finished. Its results reach the
     /// model through the event loop afterwards. For tests and measurements.
     void waitForBackgroundWork();
+    /// Blocks at most `milliseconds` for it; true when it finished.
+    bool waitForBackgroundWork(int milliseconds);
     /// True when no work is running or waiting: no batch, page, thumbnail, export or print, and
     /// no result waiting to be applied. For tests and measurements.
     bool isIdle() const;
@@ -418,6 +427,8 @@ private:
 
     // Batches of added files whose headers are still being read.
     int batchesRunning_ = 0;
+    // Set when the application quits; background work looks at it between steps.
+    std::shared_ptr<std::atomic<bool>> abandoned_ = std::make_shared<std::atomic<bool>>(false);
 
     // The preview: the job waiting for the wait to end, the sheet being drawn since, and the
     // one page being drawn of it. Pages that failed are not drawn again until the next change.

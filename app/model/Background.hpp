@@ -24,13 +24,15 @@ void AppModel::applyLater(const QPointer<AppModel>& model, Apply apply) {
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
         [model, apply = std::move(apply)]() mutable {
-            if (AppModel* alive = model.data()) apply(*alive);
+            // A model that is gone, or quitting, drops the result.
+            if (AppModel* alive = model.data(); alive && !alive->isAbandoned()) apply(*alive);
         },
         Qt::QueuedConnection);
 }
 
 template <class Work, class Apply>
 void AppModel::runInBackground(Work work, Apply apply) {
+    if (isAbandoned()) return;  // quitting: nothing new starts
     QPointer<AppModel> model(this);
     pool_.start([model, work = std::move(work), apply = std::move(apply)]() mutable {
         applyLater(model, [apply = std::move(apply), result = work()](AppModel& alive) mutable {

@@ -65,12 +65,13 @@ void AppModel::add(const QList<QUrl>& urls) {
 }
 
 void AppModel::add(const std::vector<fs::path>& locations) {
-    if (locations.empty() || isExporting_) return;
+    if (locations.empty() || isExporting_ || isAbandoned()) return;
     setIsLoading(true);
     ++batchesRunning_;
     std::unordered_set<std::string> existing;
     for (const ImageItem& item : items_) existing.insert(standardized(item.url));
-    pool_.start([model = QPointer<AppModel>(this), locations, existing = std::move(existing)] {
+    pool_.start([model = QPointer<AppModel>(this), locations, existing = std::move(existing),
+                 abandoned = abandoned_] {
         const std::vector<fs::path> files = newFiles(locations, existing);
         bool any = false;
         std::size_t begin = 0;
@@ -94,7 +95,7 @@ void AppModel::add(const std::vector<fs::path>& locations) {
             });
             begin = end;
             chunk = std::min(chunk * 2, largestChunk);
-        } while (begin < files.size());
+        } while (begin < files.size() && !abandoned->load());
     });
 }
 

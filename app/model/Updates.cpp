@@ -67,9 +67,9 @@ void AppModel::promptForUpdate() {
     }
     setIsUpdating(true);
     runInBackground(
-        [&installer = services_.installer, update] {
+        [&installer = services_.installer, update, abandoned = abandoned_] {
             try {
-                installer.install(update);
+                installer.install(update, *abandoned);
                 return true;
             } catch (...) {
                 return false;  // the reason is not shown; the update is offered again next start

@@ -4,8 +4,10 @@
 
 namespace tessel::app {
 
-void SelfUpdateInstaller::install(const UpdateInfo& update) {
-    SelfUpdater::install(update, session_);
+void SelfUpdateInstaller::install(const UpdateInfo& update, const std::atomic<bool>& abandoned) {
+    SelfUpdater::Installation installation = SelfUpdater::Installation::current();
+    installation.abandoned = &abandoned;
+    SelfUpdater::install(update, session_, installation);
 }
 
 }  // namespace tessel::app

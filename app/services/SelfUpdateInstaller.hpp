@@ -17,7 +17,7 @@ public:
     /// `SelfUpdater::install(update, session)` for this process. Throws what it throws: an
     /// `UpdateFailure` (a program outside a Tessel.app is refused with `readOnlyLocation`
     /// before any request), or the platform's error.
-    void install(const UpdateInfo& update) override;
+    void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) override;
 
 private:
     HttpSession& session_;

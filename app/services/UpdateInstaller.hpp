@@ -1,6 +1,8 @@
 #pragma once
 /// Installing an update the user accepted. The model calls it on a background thread.
 
+#include <atomic>
+
 #include "tessel/Updater.hpp"
 
 namespace tessel::app {
@@ -11,8 +13,10 @@ public:
 
     /// Downloads `update`, verifies it and hands the swap of the running application to the
     /// installer script. Returns once the script runs; the application must then quit at
-    /// once. Throws on any failure. Runs on a background thread and must not touch the model.
-    virtual void install(const UpdateInfo& update) = 0;
+    /// once. Throws on any failure, and once `abandoned` is set (the user quit meanwhile),
+    /// before the swap is handed over: nothing is installed. Runs on a background thread and
+    /// must not touch the model.
+    virtual void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) = 0;
 
 protected:
     UpdateInstaller() = default;

@@ -53,17 +53,18 @@ Menus::Menus(QMainWindow& window, AppModel& model, Commands commands)
     add(layout, QStringLiteral("Move Selected Down"),
         QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Down), [this] { model_.moveSelected(+1); });
 
+    // The application menu's items come first, About and then the two update items after it,
+    // then the Help menu's own.
     QMenu& help = *bar.addMenu(QStringLiteral("&Help"));
+    add(help, QStringLiteral("About Tessel"), {}, [this] {
+        if (commands_.showSettings) commands_.showSettings();
+    });
     updateTo_ = add(help, QString(), {}, [this] { model_.promptForUpdate(); });
     add(help, QStringLiteral("Check for Updates…"), {},
         [this] { model_.checkForUpdatesManually(); });
     help.addSeparator();
     add(help, QStringLiteral("Tessel Feedback…"), {},
         [this] { commands_.openURL(model_.feedbackURL()); });
-    help.addSeparator();
-    add(help, QStringLiteral("About Tessel"), {}, [this] {
-        if (commands_.showSettings) commands_.showSettings();
-    });
 
     for (auto signal :
          {&AppModel::itemsChanged, &AppModel::selectedIDChanged, &AppModel::recipeValueChanged,

@@ -6,8 +6,8 @@
 ///         Export Sheet… (Ctrl+E) · Print… (Ctrl+P) · Settings… (Ctrl+,) · Quit (Ctrl+Q)
 /// Layout: one item per preset · Move Selected Up (Ctrl+Alt+Up) · Move Selected Down
 ///         (Ctrl+Alt+Down)
-/// Help:   Update to {version}… (only while an update is known) · Check for Updates… ·
-///         Tessel Feedback… · About Tessel
+/// Help:   About Tessel · Update to {version}… (only while an update is known) ·
+///         Check for Updates… · Tessel Feedback…
 
 #include <QAction>
 #include <QMainWindow>

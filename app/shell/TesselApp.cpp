@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QIcon>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <variant>
 
@@ -12,6 +13,9 @@
 
 namespace tessel::app {
 namespace {
+
+// How long quitting waits for background work to notice it was abandoned.
+constexpr int quitWaitMs = 500;
 
 void nameApplication() {
     QCoreApplication::setOrganizationName(QStringLiteral("Orvane"));
@@ -51,8 +55,16 @@ int TesselApp::run(int argc, char** argv, WindowFactories windows) {
     QGuiApplication::setWindowIcon(
         QIcon::fromTheme(QStringLiteral("com.orvane.Tessel"),
                          QIcon(QStringLiteral(":/icons/com.orvane.Tessel.svg"))));
-    const TesselApp tessel(std::move(windows), launch, *instance);
-    return QApplication::exec();
+    TesselApp tessel(std::move(windows), launch, *instance);
+    const int status = QApplication::exec();
+    // Work that is still running after quitting is abandoned, not waited for: its results
+    // would be dropped, and a stalled request could hold the process for seconds. What must
+    // last (layouts, settings, written sheets) is on disk already.
+    if (!tessel.model().waitForBackgroundWork(quitWaitMs)) {
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
 }
 
 TesselApp::TesselApp(WindowFactories windows, const LaunchRequest& launch, SingleInstance& instance)
@@ -74,7 +86,7 @@ TesselApp::TesselApp(WindowFactories windows, const LaunchRequest& launch, Singl
     if (mainWindow_->windowTitle().isEmpty())
         mainWindow_->setWindowTitle(QGuiApplication::applicationDisplayName());
     services_.setWindow(mainWindow_.get());
-    quitGuard_ = std::make_unique<QuitGuard>(model_.get(), services_.dialogs);
+    quitGuard_ = std::make_unique<QuitGuard>(model_.get(), services_.dialogs, [this] { quit(); });
     quitGuard_->guardClosing(*mainWindow_);
     QObject::connect(model_.get(), &AppModel::quitRequested, quitGuard_.get(), &QuitGuard::quitNow);
     auto* menus = new Menus(*mainWindow_, *model_,
@@ -89,6 +101,16 @@ TesselApp::TesselApp(WindowFactories windows, const LaunchRequest& launch, Singl
 }
 
 TesselApp::~TesselApp() = default;
+
+void TesselApp::quit() {
+    // A launch from now on starts an instance of its own instead of handing its files to one
+    // that will not show them.
+    server_.reset();
+    model_->abandonBackgroundWork();
+    if (settingsWindow_) settingsWindow_->hide();
+    mainWindow_->hide();
+    QCoreApplication::quit();
+}
 
 void TesselApp::showSettings() {
     if (!settingsWindow_) settingsWindow_ = windows_.settingsWindow(*model_, services_);

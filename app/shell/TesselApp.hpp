@@ -57,6 +57,8 @@ public:
     void showSettings();
 
 private:
+    // Quitting: the instance socket first, then the background work, then the event loop.
+    void quit();
     void bringToFront();
 
     WindowFactories windows_;

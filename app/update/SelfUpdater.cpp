@@ -162,6 +162,9 @@ void install(const UpdateInfo& update, HttpSession& session, const Installation&
     const fs::path app = firstApplication(unpacked);
     verifySignature(app, installation.makerKey);
     verifyIdentity(app, update.version);
+    // The user quit while it downloaded: nothing is swapped and nothing relaunched.
+    if (installation.abandoned && installation.abandoned->load())
+        throw std::runtime_error("the installation was abandoned: the application quit");
     launchSwap(app, destination, installation);
 }
 

@@ -18,6 +18,7 @@
 /// removed by the script.
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <optional>
@@ -93,6 +94,9 @@ struct Installation {
     std::filesystem::path temporaryDirectory;  ///< absolute
     pid_t processId = 0;
     BundleSigning::PublicKey makerKey{};
+    /// Set when nobody waits for the installation any more (the application quit): it then
+    /// ends with a failure before the swap is handed over, having installed nothing.
+    const std::atomic<bool>* abandoned = nullptr;
 
     /// This process: /proc/self/exe, $TMPDIR when absolute (else /tmp), getpid() and the
     /// maker's key compiled in. Throws `std::filesystem::filesystem_error` when /proc/self/exe

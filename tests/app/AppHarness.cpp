@@ -36,7 +36,7 @@ std::optional<int> RecordingDialogs::showAlert(const app::Alert& alert) {
     return answer;
 }
 
-void RecordingInstaller::install(const UpdateInfo& update) {
+void RecordingInstaller::install(const UpdateInfo& update, const std::atomic<bool>&) {
     {
         const std::lock_guard lock(mutex_);
         installed_.push_back(update);

@@ -41,7 +41,7 @@ public:
 class RecordingInstaller final : public app::UpdateInstaller {
 public:
     explicit RecordingInstaller(bool fails = false) : fails_(fails) {}
-    void install(const UpdateInfo& update) override;
+    void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) override;
     std::vector<UpdateInfo> installed() const;
 
 private:

@@ -93,7 +93,7 @@ TEST(Validation, AnInvalidRecipeClearsThePreviewAndDisablesExport) {
     EXPECT_FALSE(model.canExport());
 }
 
-TEST(Preview, TenQuickEditsRenderOnceWithTheLastRecipe) {
+TEST(Preview, TenQuickEditsRenderOnceWithTheLastRecipeAfterTheWait) {
     Harness harness;
     addImages(harness, 2);
     harness.settle();
@@ -103,6 +103,9 @@ TEST(Preview, TenQuickEditsRenderOnceWithTheLastRecipe) {
     for (int i = 1; i <= 10; ++i)
         model.editRecipe([i](SheetRecipe& recipe) { recipe.spacing = 10 * i; });
     EXPECT_TRUE(model.isRendering());
+    // Nothing is drawn until 280 ms after the last edit.
+    QTest::qWait(150);
+    EXPECT_EQ(renders.count(), 0);
     harness.settle();
     EXPECT_EQ(renders.count(), 1);
     EXPECT_EQ(results.count(), 1);
@@ -138,6 +141,29 @@ TEST(Preview, AResultForAnOlderRecipeIsDropped) {
     harness.settle();
     ASSERT_TRUE(model.previewResult().has_value());
     EXPECT_FALSE(model.isRendering());
+}
+
+// Images added while a page is drawn: the page of the sheet without them never shows, even when
+// it is finished before the new images reach the list.
+TEST(Preview, APageOvertakenByAddedImagesLeavesNoTrace) {
+    Harness harness;
+    writeNoise(harness.path("large.jpg"), 5000, 3500);
+    harness.add({harness.path("large.jpg")});
+    app::AppModel& model = harness.model();
+    QSignalSpy started(&model, &app::AppModel::previewRenderStarted);
+    ASSERT_TRUE(waitUntil([&] { return started.count() == 1; }));
+    std::vector<qint64> itemCounts;
+    QObject::connect(&model, &app::AppModel::previewResultChanged, &model, [&] {
+        if (model.previewResult()) itemCounts.push_back(model.previewResult()->itemCount);
+    });
+    writeImage(harness.path("small.png"));
+    model.add({harness.path("small.png")});
+    // The small file's header is read long before the large picture is decoded: the list takes
+    // it first, then the finished page of the large one alone comes back.
+    model.waitForBackgroundWork();
+    harness.settle();
+    EXPECT_THAT(itemCounts, ::testing::ElementsAre(2));
+    EXPECT_EQ(model.errorMessage(), std::nullopt);
 }
 
 TEST(Preview, ARenderFailureKeepsTheEarlierPreview) {

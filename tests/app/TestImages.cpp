@@ -53,6 +53,16 @@ void writeImage(const std::filesystem::path& file, int width, int height, int re
     save(solid(width, height, red, green, blue), file);
 }
 
+void writeNoise(const std::filesystem::path& file, int width, int height) {
+    startVips();
+    VipsImage* noise = nullptr;
+    vips_gaussnoise(&noise, width, height, "sigma", 60.0, nullptr);
+    const Image grey = checked(noise);
+    VipsImage* cast = nullptr;
+    vips_cast_uchar(grey.get(), &cast, nullptr);
+    save(checked(cast), file);
+}
+
 void writeDatedJpeg(const std::filesystem::path& file, const std::string& dateTaken) {
     const Image image = solid(40, 30, 90, 90, 90);
     VipsImage* copy = nullptr;

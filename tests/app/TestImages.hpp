@@ -11,6 +11,9 @@ namespace tessel::test {
 void writeImage(const std::filesystem::path& file, int width = 40, int height = 30, int red = 200,
                 int green = 120, int blue = 40);
 
+/// A grey picture of noise: slow to decode for its size, as large photographs are.
+void writeNoise(const std::filesystem::path& file, int width, int height);
+
 /// A JPEG whose EXIF DateTimeOriginal is `dateTaken` ("2023:12:31 23:59:59").
 void writeDatedJpeg(const std::filesystem::path& file, const std::string& dateTaken);
 

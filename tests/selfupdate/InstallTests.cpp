@@ -321,6 +321,21 @@ TEST_F(Install, RefusesAReadOnlyLocationBeforeAnyRequest) {
 
 // The whole road: download, checks, script; the stand-in for the running application ends,
 // the script swaps the bundles and relaunches the new one. A stale backup is cleared first.
+// The user quit while the update downloaded: a good release is not swapped in.
+TEST_F(Install, AnInstallationAbandonedByQuittingInstallsNothing) {
+    const std::string archive = zipOf(release("1.3"));
+    TestHttpsServer server(*authority, [&](const std::string&) {
+        return TestReply{200, archive, ""};
+    });
+    const std::atomic<bool> quit{true};
+    SelfUpdater::Installation abandoned = installation();
+    abandoned.abandoned = &quit;
+    EXPECT_THROW(
+        SelfUpdater::install({"1.3", server.url("/Tessel-1.3.zip"), ""}, session, abandoned),
+        std::runtime_error);
+    expectInstalledUntouched();
+}
+
 TEST_F(Install, InstallsAndRelaunchesOnceTheApplicationHasEnded) {
     tessel::test::adoptOrphans();
     const std::string archive = zipOf(release("1.3"));

@@ -77,7 +77,9 @@ TEST_F(Delegate, ASecondDeliveryWithinTheSecondIsDropped) {
 TEST_F(Delegate, EachRequestForgetsExactlyItsOwnFilesASecondLater) {
     delegate.accept({harness.path("a.jpg")});
     QTest::qWait(600);  // half-way, so that each removal has a wide margin around it
-    delegate.accept({harness.path("b.jpg")});
+    // Still within a.jpg's second: a.jpg again counts once, b.jpg is new.
+    delegate.accept({harness.path("a.jpg"), harness.path("b.jpg")});
+    EXPECT_THAT(delegate.pending(), ElementsAre(harness.path("a.jpg"), harness.path("b.jpg")));
     ASSERT_TRUE(
         waitUntil([&] { return !delegate.recentlyAccepted().contains(harness.path("a.jpg")); }));
     // b.jpg came later and keeps its own second.

@@ -19,7 +19,8 @@ TEST(Installer, AProgramOutsideATesselAppIsRefusedBeforeAnyRequest) {
     CurlHttpSession session(CurlHttpSession::Options{Harness::authority().caFile.string()});
     app::SelfUpdateInstaller installer(session);
     try {
-        installer.install({"9.9", server.url("/Tessel-9.9.zip"), ""});
+        const std::atomic<bool> stillWanted{false};
+        installer.install({"9.9", server.url("/Tessel-9.9.zip"), ""}, stillWanted);
         FAIL() << "installed";
     } catch (const SelfUpdater::UpdateFailure& failure) {
         EXPECT_EQ(failure.error(), SelfUpdater::UpdateError::readOnlyLocation) << failure.what();

@@ -44,7 +44,9 @@ using namespace tessel::app;
 
 class NoInstaller final : public UpdateInstaller {
 public:
-    void install(const UpdateInfo&) override { throw std::runtime_error("not in screenshots"); }
+    void install(const UpdateInfo&, const std::atomic<bool>&) override {
+        throw std::runtime_error("not in screenshots");
+    }
 };
 
 void waitUntil(const std::function<bool()>& done) {
