@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tessel/RecipeLimits.hpp"
 #include "tessel/Updater.hpp"
 
 namespace tessel::cli {
@@ -58,11 +59,9 @@ E parseChoice(std::string_view option, std::string_view text) {
     usage(option, "expected one of " + choices + ", got " + inQuotes(text));
 }
 
-// The ranges the options accept, which loaded recipes must keep to as well.
-constexpr std::int64_t kLargestGrid = 1000;
-constexpr std::int64_t kLargestSide = 30000;
-constexpr double kSmallestCaption = 8;
-constexpr double kLargestCaption = 72;
+// The ranges the options accept are the recipe's own, which loaded recipes keep to as well.
+using RecipeLimits::largestGrid;
+using RecipeLimits::largestLength;
 
 std::int64_t parseInteger(std::string_view option, std::string_view text, std::int64_t low,
                           std::int64_t high) {
@@ -126,10 +125,10 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
     if (given(raw.orientation))
         o.orientation = parseChoice<SheetOrientation>("--orientation", raw.orientation);
     if (given(raw.size)) std::tie(o.customWidth, o.customHeight) = parseSize("--size", raw.size);
-    if (given(raw.columns)) o.columns = parseInteger("--columns", raw.columns, 1, kLargestGrid);
-    if (given(raw.rows)) o.rows = parseInteger("--rows", raw.rows, 1, kLargestGrid);
-    if (given(raw.margin)) o.margin = parseInteger("--margin", raw.margin, 0, kLargestSide);
-    if (given(raw.spacing)) o.spacing = parseInteger("--spacing", raw.spacing, 0, kLargestSide);
+    if (given(raw.columns)) o.columns = parseInteger("--columns", raw.columns, 1, largestGrid);
+    if (given(raw.rows)) o.rows = parseInteger("--rows", raw.rows, 1, largestGrid);
+    if (given(raw.margin)) o.margin = parseInteger("--margin", raw.margin, 0, largestLength);
+    if (given(raw.spacing)) o.spacing = parseInteger("--spacing", raw.spacing, 0, largestLength);
     if (given(raw.background)) o.background = parseColor("--background", raw.background);
     if (given(raw.fit)) o.fit = parseChoice<SheetFit>("--fit", raw.fit);
     if (given(raw.caption)) o.caption = parseChoice<SheetCaption>("--caption", raw.caption);
@@ -137,8 +136,9 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
         o.captionAlignment =
             parseChoice<SheetCaptionAlignment>("--caption-align", raw.captionAlign);
     if (given(raw.captionSize))
-        o.captionFontSize = parseNumber("--caption-size", raw.captionSize, kSmallestCaption,
-                                        kLargestCaption, "8 to 72");
+        o.captionFontSize =
+            parseNumber("--caption-size", raw.captionSize, RecipeLimits::smallestCaptionSize,
+                        RecipeLimits::largestCaptionSize, "8 to 72");
     if (given(raw.captionColor)) o.captionColor = parseColor("--caption-color", raw.captionColor);
     if (given(raw.format)) o.output = parseChoice<SheetOutputFormat>("--format", raw.format);
     if (given(raw.quality)) o.jpegQuality = parseNumber("--quality", raw.quality, 0, 1, "0 to 1");
@@ -200,13 +200,13 @@ SheetColor parseColor(std::string_view option, std::string_view text) {
 std::pair<std::int64_t, std::int64_t> parseSize(std::string_view option, std::string_view text) {
     const auto x = text.find_first_of("xX");
     const auto fail = [&] {
-        usage(option,
-              "expected a size in pixels as WIDTHxHEIGHT (each 1 to 30000), got " + inQuotes(text));
+        usage(option, "expected a size in pixels as WIDTHxHEIGHT (each 1 to " +
+                          std::to_string(largestLength) + "), got " + inQuotes(text));
     };
     if (x == std::string_view::npos) fail();
     try {
-        return {parseInteger(option, text.substr(0, x), 1, kLargestSide),
-                parseInteger(option, text.substr(x + 1), 1, kLargestSide)};
+        return {parseInteger(option, text.substr(0, x), 1, largestLength),
+                parseInteger(option, text.substr(x + 1), 1, largestLength)};
     } catch (const UsageError&) {
         fail();
     }
@@ -214,25 +214,9 @@ std::pair<std::int64_t, std::int64_t> parseSize(std::string_view option, std::st
 }
 
 void checkRecipeLimits(const std::string& source, const SheetRecipe& r) {
-    const auto refuse = [&](const char* key, const std::string& range, const std::string& got) {
-        throw UsageError(source + ": \"" + key + "\" must be " + range + ", got " + got);
-    };
-    const auto whole = [&](const char* key, std::int64_t value, std::int64_t low,
-                           std::int64_t high) {
-        if (value < low || value > high)
-            refuse(key, "from " + std::to_string(low) + " to " + std::to_string(high),
-                   std::to_string(value));
-    };
-    whole("columns", r.columns, 1, kLargestGrid);
-    whole("rows", r.rows, 1, kLargestGrid);
-    if (r.paper == SheetPaper::custom) {
-        whole("customWidth", r.customWidth, 1, kLargestSide);
-        whole("customHeight", r.customHeight, 1, kLargestSide);
-    }
-    whole("margin", r.margin, 0, kLargestSide);
-    whole("spacing", r.spacing, 0, kLargestSide);
-    if (!(r.captionFontSize >= kSmallestCaption && r.captionFontSize <= kLargestCaption))
-        refuse("captionFontSize", "from 8 to 72", std::to_string(r.captionFontSize));
+    if (const std::optional<RecipeProblem> problem = recipeProblem(r))
+        throw UsageError(source + ": \"" + problem->key + "\" must be " + problem->range +
+                         ", got " + problem->value);
 }
 
 void applyOverrides(const RecipeOverrides& o, SheetRecipe& r) {
@@ -325,8 +309,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     text("--orientation", raw.orientation, choicesHelp<SheetOrientation>("Orientation"), "WAY",
          fields);
     text("--size", raw.size, "Custom page in pixels, e.g. 2480x3508", "WxH", fields);
-    text("--columns", raw.columns, "Cells across a page, 1 to 1000", "N", fields);
-    text("--rows", raw.rows, "Cells down a page, 1 to 1000", "N", fields);
+    const std::string grid = ", 1 to " + std::to_string(largestGrid);
+    text("--columns", raw.columns, "Cells across a page" + grid, "N", fields);
+    text("--rows", raw.rows, "Cells down a page" + grid, "N", fields);
     text("--margin", raw.margin, "Border around the page in pixels", "PX", fields);
     text("--spacing", raw.spacing, "Gap between cells in pixels", "PX", fields);
     text("--background", raw.background, "Page colour, e.g. #FFFFFF", "#RRGGBB", fields);

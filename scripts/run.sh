@@ -7,7 +7,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset dev
-cmake --build --preset dev -j "$(nproc)"
+# Only what runs here: the application and tessel-sheet, not the test suites.
+cmake --build --preset dev -j "$(nproc)" --target tessel tessel-sheet
 scripts/demo.sh
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
   if [ $# -eq 0 ]; then set -- build/demo/photos; fi

@@ -9,10 +9,10 @@
 
 namespace tessel::app {
 
-/// The first problem of `recipe` for a sheet of `itemCount` images (0 counts as 1), tested in
-/// this order: columns, rows, margin, spacing, caption size (8 to 72, also when captions are
-/// off; not a number fails), a slash in the suffix, and a layout without any cell. A layout
-/// that the core rejects outright gives no message: the render reports it.
+/// The first problem of `recipe` for a sheet of `itemCount` images (0 counts as 1): the core's
+/// `recipeProblem` (the ranges of the grid, margin, spacing, caption size and custom page, a
+/// slash in the suffix), then a layout without any cell. A layout that the core rejects
+/// outright gives no message: the render reports it.
 std::optional<QString> validationMessage(const SheetRecipe& recipe, std::int64_t itemCount);
 
 }  // namespace tessel::app

@@ -6,6 +6,8 @@
 #include <QPushButton>
 #include <QToolButton>
 
+#include "tessel/RecipeLimits.hpp"
+
 #include "window/Look.hpp"
 #include "window/OptionRows.hpp"
 #include "window/OptionsPane.hpp"
@@ -63,8 +65,10 @@ QWidget* OptionsPane::makePageSection(QWidget* parent) {
 
 QWidget* OptionsPane::makeGridSection(QWidget* parent) {
     auto* section = new OptionSection(QStringLiteral("Grid"), parent);
-    columns_ = sized(binder_.stepper(&SheetRecipe::columns, 1, 12, section), stepperWidth);
-    rows_ = sized(binder_.stepper(&SheetRecipe::rows, 1, 12, section), stepperWidth);
+    // The recipe's own range: a saved layout of twenty columns shows twenty.
+    constexpr int largestGrid = static_cast<int>(RecipeLimits::largestGrid);
+    columns_ = sized(binder_.stepper(&SheetRecipe::columns, 1, largestGrid, section), stepperWidth);
+    rows_ = sized(binder_.stepper(&SheetRecipe::rows, 1, largestGrid, section), stepperWidth);
     margin_ = binder_.integerField(&SheetRecipe::margin, QStringLiteral("Pixels"), pixelFieldWidth,
                                    section);
     spacing_ = binder_.integerField(&SheetRecipe::spacing, QStringLiteral("Pixels"),

@@ -60,6 +60,14 @@ TEST(Validation, ReportsTheFirstProblemInOrder) {
         {"caption 8", [](SheetRecipe& r) { r.captionFontSize = 8; }, std::nullopt},
         {"caption 72", [](SheetRecipe& r) { r.captionFontSize = 72; }, std::nullopt},
         {"suffix a/b", [](SheetRecipe& r) { r.suffix = "a/b"; }, slash},
+        {"1001 rows", [](SheetRecipe& r) { r.rows = 1001; },
+         QStringLiteral("Rows and columns must be at most 1000.")},
+        {"spacing 30001", [](SheetRecipe& r) { r.spacing = 30001; },
+         QStringLiteral("Margins and spacing must be at most 30000 px.")},
+        {"a custom page of no width",
+         [](SheetRecipe& r) { r.paper = SheetPaper::custom, r.customWidth = 0; },
+         QStringLiteral("A custom page must be from 1 to 30000 pixels each way.")},
+        {"the same size on A4 paper", [](SheetRecipe& r) { r.customWidth = 0; }, std::nullopt},
         {"a margin that leaves no room", [](SheetRecipe& r) { r.margin = 5000; }, std::nullopt},
     };
     for (const Case& c : cases) {

@@ -13,6 +13,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tessel/RecipeLimits.hpp"
+
 #include "WindowHarness.hpp"
 #include "window/ColorWell.hpp"
 #include "window/Look.hpp"
@@ -153,16 +155,21 @@ TEST_F(OptionsPaneTest, QualityShowsOnlyForJpegAndStopsAt45Percent) {
     EXPECT_TRUE(pane()->qualityRow()->isHidden());
 }
 
-TEST_F(OptionsPaneTest, SteppersClampToOneThroughTwelve) {
+// The steppers keep to the recipe's own range, and show a saved layout's grid as it is.
+TEST_F(OptionsPaneTest, SteppersShowTheRecipesGridWithinItsRange) {
+    SheetRecipe wide = ui.model().recipe();
+    wide.columns = 20;
+    ui.model().applyLayout({"5D1E3F2A-0000-4000-8000-000000000020", "Wide", wide});
+    EXPECT_EQ(pane()->columns()->value(), 20);
     for (QSpinBox* stepper : {pane()->columns(), pane()->rows()}) {
         stepper->setFocus();
-        for (int i = 0; i < 15; ++i) QTest::keyClick(stepper, Qt::Key_Up);
-        EXPECT_EQ(stepper->value(), 12);
-        for (int i = 0; i < 15; ++i) QTest::keyClick(stepper, Qt::Key_Down);
+        for (int i = 0; i < 25; ++i) QTest::keyClick(stepper, Qt::Key_Down);
         EXPECT_EQ(stepper->value(), 1);
+        stepper->setValue(5000);
+        EXPECT_EQ(stepper->value(), RecipeLimits::largestGrid);
     }
-    EXPECT_EQ(recipe().columns, 1);
-    EXPECT_EQ(recipe().rows, 1);
+    EXPECT_EQ(recipe().columns, RecipeLimits::largestGrid);
+    EXPECT_EQ(recipe().rows, RecipeLimits::largestGrid);
 }
 
 TEST_F(OptionsPaneTest, NegativeMarginIsStoredOnReturnShownInRedAndBlocksExport) {
