@@ -12,7 +12,6 @@ VipsKernel vipsKernel(ReduceFilter filter) {
     switch (filter) {
         case ReduceFilter::linear: return VIPS_KERNEL_LINEAR;
         case ReduceFilter::cubic: return VIPS_KERNEL_CUBIC;
-        case ReduceFilter::lanczos: return VIPS_KERNEL_LANCZOS3;
     }
     return VIPS_KERNEL_LINEAR;
 }

@@ -13,11 +13,10 @@ enum class ReduceFilter {
     /// A triangle as wide as the reduction, as decoding reduces opaque pictures: for pictures
     /// that are drawn smaller again.
     linear,
-    /// Catmull-Rom, about as sharp as cairo's filter: for pictures put down as they are.
+    /// Catmull-Rom, about as sharp as cairo's filter: for pictures put down as they are. (Not
+    /// Lanczos: its many taps take a vector path of libvips 8.14 that corrupts memory now and
+    /// then when several threads reduce at once.)
     cubic,
-    /// Lanczos with three lobes: the sharpest, for a picture reduced once from its decoding
-    /// straight to the size it is drawn at.
-    lanczos,
 };
 
 /// `picture` with its longer side at most max(1, maxPixelSize), resampled with `filter` on the

@@ -43,12 +43,12 @@ SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, Pic
                              const RenderCancellation* cancellation) {
     if (reuse == CachedPictures::exact) {
         if (const std::optional<std::int64_t> drawn = finalSize(input, cell, fit)) {
-            // Decoded at the scale the bound asks for, then reduced once, with a sharp filter,
+            // Decoded at the scale the bound asks for, then reduced once, with a cubic filter,
             // to the size the cell draws it at: no copy at the bound, no resampling by cairo.
             const auto decode = [&] {
                 auto picture = decodeUpright(input.url, *drawn, decodeSize(cell.imageFrame),
                                              cancellation ? &cancellation->flag() : nullptr,
-                                             ReduceFilter::lanczos);
+                                             ReduceFilter::cubic);
                 if (!picture) throw TesselError::cannotRead(input.url.filename().string());
                 return std::move(*picture);
             };
