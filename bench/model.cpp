@@ -182,6 +182,7 @@ EditRun measureEdits(const std::vector<fs::path>& files,
     };
 
     Clock::time_point from = Clock::now();
+    const Clock::time_point added = from;
     model.add(files);
     waitUntil([&] { return !model.isLoading(); });
     run.listed = millisecondsSince(from);
@@ -207,6 +208,14 @@ EditRun measureEdits(const std::vector<fs::path>& files,
         run.previews.push_back(settled(from));
     }
     run.stall = stalls.longest();
+
+    // Then every thumbnail, to see what they hold at this many images.
+    waitUntil([&] { return model.isIdle(); });
+    std::int64_t thumbnailBytes = 0;
+    for (const app::ImageItem& item : model.items()) thumbnailBytes += item.thumbnailData.size();
+    std::printf("thumbnails: %zu images, %.1f MB of thumbnails, all made %.1f s after adding\n",
+                model.items().size(), static_cast<double>(thumbnailBytes) / 1e6,
+                millisecondsSince(added) / 1000);
     return run;
 }
 

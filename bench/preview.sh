@@ -59,8 +59,10 @@ echo "preview: $(nproc) processors, load $(cut -d' ' -f1-3 /proc/loadavg), ${#fi
 bench=$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)
 lines=()
 for ((rep = 1; rep <= reps; rep++)); do
-  line=$(QT_QPA_PLATFORM=offscreen "$bench" --edits "${files[@]}" | tail -1)
+  output=$(QT_QPA_PLATFORM=offscreen "$bench" --edits "${files[@]}")
+  line=$(tail -1 <<<"$output")
   echo "run $rep: ${line#preview }"
+  grep '^thumbnails:' <<<"$output" | sed 's/^/       /'
   lines+=("$line")
 done
 # The median of each field over the runs.
