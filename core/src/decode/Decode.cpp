@@ -227,7 +227,7 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
         return std::nullopt;
     };
     if (!openRegularFile(file)) return fail(openingCause(errno));
-    if (!withinDecodingBudget(file, std::max(size, minimum))) return fail(budgetCause(file));
+    if (!withinDecodingBudget(file, std::max(size, minimum))) return fail(budgetRefusalCause(file));
 
     bool cut = false;
     ImageRef image = thumbnail(file, size, minimum, stop, filter, cut);

@@ -10,6 +10,7 @@
 
 #include "tessel/Inspection.hpp"
 
+#include "decode/DecodeCause.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -150,14 +151,17 @@ std::string budgetCause(double width, double height) {
     return "The image is too large to decode within the memory budget (" + amount + " megapixels).";
 }
 
-std::string budgetCause(const std::filesystem::path& file) {
+std::string budgetRefusalCause(const std::filesystem::path& file) {
     if (const std::optional<JpegDecodingCost> jpeg = jpegDecodingCost(file))
         return budgetCause(static_cast<double>(jpeg->width), static_cast<double>(jpeg->height));
     const VipsSourceRef source(vips_source_new_from_file(file.c_str()));
-    const VipsImageRef header(source ? vips_image_new_from_source(source.get(), "", nullptr)
-                                     : nullptr);
-    vips_error_clear();
-    if (!header) return budgetCause(0.0, 0.0);
+    if (!source) return decoderCause();
+    if (vips_foreign_find_load_source(source.get()) == nullptr) {
+        vips_error_clear();
+        return kNotAnImageCause;
+    }
+    const VipsImageRef header(vips_image_new_from_source(source.get(), "", nullptr));
+    if (!header) return decoderCause();
     return budgetCause(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
 }
 

@@ -29,7 +29,8 @@ bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPix
 /// too large to decode within the memory budget (4,290 megapixels).".
 std::string budgetCause(double width, double height);
 
-/// The same for `file`, its size read from its header.
-std::string budgetCause(const std::filesystem::path& file);
+/// Why `withinDecodingBudget(file, ...)` refused `file`: its size as `budgetCause` gives it,
+/// or why its header could not be read.
+std::string budgetRefusalCause(const std::filesystem::path& file);
 
 }  // namespace tessel::detail
