@@ -39,6 +39,13 @@ void AppModel::runInBackground(Work work, Apply apply) {
     });
 }
 
+/// What `errorMessage` says of `error`: its description, and its cause on a line of its own.
+inline QString errorText(const TesselError& error) {
+    QString text = QString::fromStdString(error.errorDescription());
+    if (!error.cause().empty()) text += u'\n' + QString::fromStdString(error.cause());
+    return text;
+}
+
 /// Runs `work` and keeps its value, or the text of its failure: a `TesselError`'s own
 /// description, and `otherwise` for any other exception. A render stopped by its cancellation
 /// is neither.
@@ -47,7 +54,7 @@ AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise
     try {
         return {std::forward<Work>(work)(), {}};
     } catch (const TesselError& error) {
-        return {std::nullopt, QString::fromStdString(error.errorDescription())};
+        return {std::nullopt, errorText(error)};
     } catch (const RenderCancelled&) {
         return {std::nullopt, {}, true};
     } catch (...) {
