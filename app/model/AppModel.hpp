@@ -150,7 +150,7 @@ public:
     /// The message for the user; the window shows it and sets it to nothing when dismissed.
     /// A failure's message is its description, then, after a line break, its cause when one
     /// is known: "a.jpg could not be read.\nPermission denied.". The first line alone is the
-    /// headline.
+    /// headline; a batch that added nothing lists the files it skipped, one line each.
     const std::optional<QString>& errorMessage() const { return errorMessage_; }
     void setErrorMessage(const std::optional<QString>& message);
     /// The files written by the last successful export, in page order.

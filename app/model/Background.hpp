@@ -10,6 +10,7 @@
 #include <QMetaObject>
 #include <QPointer>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "tessel/Render.hpp"
@@ -47,8 +48,8 @@ inline QString errorText(const TesselError& error) {
 }
 
 /// Runs `work` and keeps its value, or the text of its failure: a `TesselError`'s own
-/// description, and `otherwise` for any other exception. A render stopped by its cancellation
-/// is neither.
+/// description and cause, and `otherwise` for any other exception, with the system's reason
+/// when it is a system error. A render stopped by its cancellation is neither.
 template <class T, class Work>
 AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise) {
     try {
@@ -57,6 +58,8 @@ AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise
         return {std::nullopt, errorText(error)};
     } catch (const RenderCancelled&) {
         return {std::nullopt, {}, true};
+    } catch (const std::system_error& error) {
+        return {std::nullopt, errorText(otherwise.withCause(error.code().message() + "."))};
     } catch (...) {
         return {std::nullopt, QString::fromStdString(otherwise.errorDescription())};
     }
