@@ -7,6 +7,7 @@
 #include <QScrollArea>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "window/Look.hpp"
 #include "window/Texts.hpp"
