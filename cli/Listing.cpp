@@ -35,14 +35,17 @@ json describe(const std::string& file) {
                 {"dateTaken", info.dateTaken ? json(localISO8601(*info.dateTaken)) : json()},
                 {"cameraModel", info.cameraModel ? json(*info.cameraModel) : json()}};
     } catch (const TesselError& e) {
-        return {{"file", file}, {"error", e.errorDescription()}};
+        json object = {{"file", file}, {"error", e.errorDescription()}};
+        if (!e.cause().empty()) object["cause"] = e.cause();
+        return object;
     }
 }
 
 // nlohmann sorts object keys; the lines keep the order a reader expects instead.
 std::string line(const json& object) {
-    static constexpr const char* order[] = {"file",  "width",     "height",      "frameCount",
-                                            "bytes", "dateTaken", "cameraModel", "error"};
+    static constexpr const char* order[] = {"file",        "width", "height",
+                                            "frameCount",  "bytes", "dateTaken",
+                                            "cameraModel", "error", "cause"};
     std::string text = "{";
     for (const char* key : order) {
         const auto it = object.find(key);

@@ -26,7 +26,8 @@ public:
     virtual void created(const std::vector<std::filesystem::path>& files,
                          const std::optional<std::filesystem::path>& unwritable) = 0;
 
-    /// The run failed; `message` is what it printed on standard error.
+    /// The run failed; `message` is what it printed on standard error: the description, then
+    /// its cause on a line of its own when one is known.
     virtual void failed(const std::string& message) = 0;
 };
 

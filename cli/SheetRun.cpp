@@ -217,7 +217,9 @@ fs::path storeStandardInput(std::istream& in, const fs::path& folder, const std:
     try {
         file.publish();
     } catch (const std::system_error& error) {
-        if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
+        if (error.code() == std::errc::file_exists)
+            throw TesselError::destinationExists().withCause("\"" + name + "\" is already in " +
+                                                             folder.string() + ".");
         throw;
     }
     return target;
@@ -236,7 +238,9 @@ int run(const SheetCommand& command, Console& console) {
         message = std::string("tessel-sheet: ") + e.what();
         status = 2;
     } catch (const TesselError& e) {
+        // The headline first, on a line of its own, so that scripts matching it keep working.
         message = e.errorDescription();
+        if (!e.cause().empty()) message += "\n" + e.cause();
     } catch (const fs::filesystem_error& e) {
         message = "Could not create " + e.path1().string() + ": " + e.code().message() + ".";
     } catch (const std::exception& e) {

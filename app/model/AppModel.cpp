@@ -142,6 +142,12 @@ void AppModel::setErrorMessage(const std::optional<QString>& message) {
     assign(errorMessage_, message, &AppModel::errorMessageChanged);
 }
 
+void AppModel::setSkippedFiles(std::vector<SkippedFile> files) {
+    if (skippedFiles_ == files) return;
+    skippedFiles_ = std::move(files);
+    emit skippedFilesChanged();
+}
+
 void AppModel::setLastExportedURLs(std::vector<std::filesystem::path> files) {
     if (lastExportedURLs_ == files) return;
     lastExportedURLs_ = std::move(files);

@@ -37,6 +37,7 @@
 #include "model/ImageItem.hpp"
 #include "model/ImageSort.hpp"
 #include "model/SheetPreview.hpp"
+#include "model/SkippedFile.hpp"
 #include "services/AppServices.hpp"
 
 class QPdfDocument;
@@ -82,6 +83,8 @@ class AppModel : public QObject {
                    exportProgressChanged)
     Q_PROPERTY(std::optional<tessel::app::PageProgress> printProgress READ printProgress NOTIFY
                    printProgressChanged)
+    Q_PROPERTY(std::vector<tessel::app::SkippedFile> skippedFiles READ skippedFiles NOTIFY
+                   skippedFilesChanged)
     // Derived, read-only.
     Q_PROPERTY(std::optional<tessel::app::ImageItem> selectedItem READ selectedItem)
     Q_PROPERTY(std::optional<QString> validationMessage READ validationMessage)
@@ -145,6 +148,9 @@ public:
     /// The zero-based page shown in the preview.
     qint64 previewPage() const { return previewPage_; }
     /// The message for the user; the window shows it and sets it to nothing when dismissed.
+    /// A failure's message is its description, then, after a line break, its cause when one
+    /// is known: "a.jpg could not be read.\nPermission denied.". The first line alone is the
+    /// headline; a batch that added nothing lists the files it skipped, one line each.
     const std::optional<QString>& errorMessage() const { return errorMessage_; }
     void setErrorMessage(const std::optional<QString>& message);
     /// The files written by the last successful export, in page order.
@@ -163,6 +169,9 @@ public:
     /// Pages drawn so far while "Print…" renders the pages the preview does not hold; nothing
     /// otherwise.
     const std::optional<PageProgress>& printProgress() const { return printProgress_; }
+    /// The files the last batch of added files left out, in scan order, with why. Emptied when
+    /// the next batch starts and by `removeAll`; the list itself never shows them.
+    const std::vector<SkippedFile>& skippedFiles() const { return skippedFiles_; }
 
     // --- Derived values ----------------------------------------------------------------------
 
@@ -301,6 +310,7 @@ signals:
     void previewTaskChanged();
     void exportProgressChanged();
     void printProgressChanged();
+    void skippedFilesChanged();
 
     /// A preview started drawing its pages in the background, after the wait.
     void previewRenderStarted();
@@ -324,6 +334,7 @@ private:
     // Items of one batch of added files whose headers were read, in scan order.
     struct AddedItems {
         std::vector<ImageItem> items;
+        std::vector<SkippedFile> skipped;
         bool firstOfBatch = false;  // holds the batch's first new item
         bool lastOfBatch = false;
         bool batchAddedAny = false;  // the batch made at least one item so far
@@ -363,6 +374,7 @@ private:
     void setPreviewTask(quint64 task);
     void setExportProgress(const std::optional<PageProgress>& progress);
     void setPrintProgress(const std::optional<PageProgress>& progress);
+    void setSkippedFiles(std::vector<SkippedFile> files);
 
     std::vector<SheetInput> inputs() const;
     void forgetPictures(const std::filesystem::path& file);
@@ -422,6 +434,7 @@ private:
     quint64 previewTask_ = 0;
     std::optional<PageProgress> exportProgress_;
     std::optional<PageProgress> printProgress_;
+    std::vector<SkippedFile> skippedFiles_;
     // The export in flight, and what stops it; not observable.
     std::shared_ptr<RenderCancellation> exportTask_;
 

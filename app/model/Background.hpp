@@ -10,6 +10,7 @@
 #include <QMetaObject>
 #include <QPointer>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "tessel/Render.hpp"
@@ -41,17 +42,26 @@ void AppModel::runInBackground(Work work, Apply apply) {
     });
 }
 
+/// What `errorMessage` says of `error`: its description, and its cause on a line of its own.
+inline QString errorText(const TesselError& error) {
+    QString text = QString::fromStdString(error.errorDescription());
+    if (!error.cause().empty()) text += u'\n' + QString::fromStdString(error.cause());
+    return text;
+}
+
 /// Runs `work` and keeps its value, or the text of its failure: a `TesselError`'s own
-/// description, and `otherwise` for any other exception. A render stopped by its cancellation
-/// is neither.
+/// description and cause, and `otherwise` for any other exception, with the system's reason
+/// when it is a system error. A render stopped by its cancellation is neither.
 template <class T, class Work>
 AppModel::Outcome<T> AppModel::capture(Work&& work, const TesselError& otherwise) {
     try {
         return {std::forward<Work>(work)(), {}};
     } catch (const TesselError& error) {
-        return {std::nullopt, QString::fromStdString(error.errorDescription())};
+        return {std::nullopt, errorText(error)};
     } catch (const RenderCancelled&) {
         return {std::nullopt, {}, true};
+    } catch (const std::system_error& error) {
+        return {std::nullopt, errorText(otherwise.withCause(error.code().message() + "."))};
     } catch (...) {
         return {std::nullopt, QString::fromStdString(otherwise.errorDescription())};
     }

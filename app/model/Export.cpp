@@ -112,7 +112,9 @@ void AppModel::printSheet() {
             auto folder = std::make_shared<QTemporaryDir>();
             auto outcome = capture<fs::path>(
                 [&] {
-                    if (!folder->isValid()) throw TesselError::cannotEncode();
+                    if (!folder->isValid())
+                        throw TesselError::cannotEncode().withCause(
+                            folder->errorString().toStdString() + ".");
                     const fs::path where = QFile::encodeName(folder->path()).toStdString();
                     const SpooledSheet pages =
                         TesselRenderer::renderSpooled(sheet->inputs, sheet->recipe, where,

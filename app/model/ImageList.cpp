@@ -1,15 +1,18 @@
 // The image list: adding files and folders, sorting, reordering, removing, revealing.
 
 #include <QFile>
+#include <QStringList>
 #include <algorithm>
 #include <string>
 #include <unordered_set>
+#include <variant>
 
 #include <QtConcurrent/QtConcurrentMap>
 
 #include "tessel/ImageFiles.hpp"
 #include "tessel/Inspection.hpp"
 #include "tessel/Render.hpp"
+#include "tessel/TesselError.hpp"
 
 #include "model/AppModel.hpp"
 #include "model/Background.hpp"
@@ -27,13 +30,29 @@ constexpr std::size_t largestChunk = 512;
 // The path with its "." and ".." components resolved, as files are compared when added.
 std::string standardized(const fs::path& file) { return file.lexically_normal().native(); }
 
-// An item from the file's headers; its thumbnail comes later.
-std::optional<ImageItem> makeItem(const fs::path& file) {
+// An item from the file's headers (its thumbnail comes later), or why there is none.
+std::variant<ImageItem, SkippedFile> makeItem(const fs::path& file) {
     try {
         return ImageItem{QUuid::createUuid(), file, TesselRenderer::inspect(file), {}};
+    } catch (const TesselError& error) {
+        return SkippedFile{file, QString::fromStdString(error.errorDescription()),
+                           QString::fromStdString(error.cause())};
     } catch (...) {
-        return std::nullopt;  // unreadable, animated or otherwise unusable: skipped silently
+        const TesselError unreadable = TesselError::cannotRead(file.filename().string());
+        return SkippedFile{file, QString::fromStdString(unreadable.errorDescription()), {}};
     }
+}
+
+// The cause under "No supported static images were found." when files were skipped: one
+// line for each of the first few, its error and that error's cause.
+QString skippedCause(const std::vector<SkippedFile>& skipped) {
+    constexpr std::size_t kShown = 5;
+    QStringList lines;
+    for (std::size_t i = 0; i < std::min(skipped.size(), kShown); ++i)
+        lines << (skipped[i].error + u' ' + skipped[i].cause).trimmed();
+    if (skipped.size() > kShown)
+        lines << QStringLiteral("… and %1 more.").arg(skipped.size() - kShown);
+    return lines.join(u'\n');
 }
 
 // The files of one batch that become items, in scan order. The set is not extended while
@@ -67,6 +86,8 @@ void AppModel::add(const QList<QUrl>& urls) {
 void AppModel::add(const std::vector<fs::path>& locations) {
     if (locations.empty() || isExporting_ || isAbandoned()) return;
     setIsLoading(true);
+    // The note about skipped files speaks of the last batch only.
+    setSkippedFiles({});
     ++batchesRunning_;
     std::unordered_set<std::string> existing;
     for (const ImageItem& item : items_) existing.insert(standardized(item.url));
@@ -79,13 +100,18 @@ void AppModel::add(const std::vector<fs::path>& locations) {
         do {
             const std::size_t end = std::min(files.size(), begin + chunk);
             // Every file of the chunk on every processor; the calling thread takes part.
-            const auto made = QtConcurrent::blockingMapped<std::vector<std::optional<ImageItem>>>(
-                std::vector<fs::path>(files.begin() + static_cast<std::ptrdiff_t>(begin),
-                                      files.begin() + static_cast<std::ptrdiff_t>(end)),
-                makeItem);
+            const auto made =
+                QtConcurrent::blockingMapped<std::vector<std::variant<ImageItem, SkippedFile>>>(
+                    std::vector<fs::path>(files.begin() + static_cast<std::ptrdiff_t>(begin),
+                                          files.begin() + static_cast<std::ptrdiff_t>(end)),
+                    makeItem);
             AddedItems added;
-            for (const std::optional<ImageItem>& item : made)
-                if (item) added.items.push_back(*item);
+            for (const auto& result : made) {
+                if (const auto* item = std::get_if<ImageItem>(&result))
+                    added.items.push_back(*item);
+                else
+                    added.skipped.push_back(std::get<SkippedFile>(result));
+            }
             added.firstOfBatch = !any && !added.items.empty();
             any = any || !added.items.empty();
             added.lastOfBatch = end == files.size();
@@ -104,14 +130,22 @@ void AppModel::mergeAdded(AddedItems added) {
     items_.insert(items_.end(), std::make_move_iterator(added.items.begin()),
                   std::make_move_iterator(added.items.end()));
     emit itemsChanged();
+    if (!added.skipped.empty()) {
+        std::vector<SkippedFile> skipped = skippedFiles_;
+        skipped.insert(skipped.end(), added.skipped.begin(), added.skipped.end());
+        setSkippedFiles(std::move(skipped));
+    }
     applySort();
     // The batch's first item in scan order, not after sorting.
     if (added.firstOfBatch && selectedID_.isNull()) setSelectedID(firstNew);
     if (added.lastOfBatch) {
         if (--batchesRunning_ == 0) setIsLoading(false);
         // Also when every file was already listed: the user added nothing new.
-        if (!added.batchAddedAny)
-            setErrorMessage(QStringLiteral("No supported static images were found."));
+        if (!added.batchAddedAny) {
+            QString message = QStringLiteral("No supported static images were found.");
+            if (!skippedFiles_.empty()) message += u'\n' + skippedCause(skippedFiles_);
+            setErrorMessage(message);
+        }
     }
     refreshPreview();
     scheduleThumbnails();
@@ -180,6 +214,7 @@ void AppModel::removeAll() {
     thumbnailsMade_.clear();
     setItems({});
     setSelectedID({});
+    setSkippedFiles({});
     setPreviewResult(std::nullopt);
     cancelPreview();
     // The cancelled task would have cleared the flag; with nothing to render, it is settled here.

@@ -84,7 +84,7 @@ void AppModel::startPreviewRender() {
             TesselRenderer::pageCount(static_cast<std::int64_t>(sheet.inputs.size()), sheet.recipe);
     } catch (const TesselError& error) {
         // A recipe the layout refuses: the earlier preview stays on screen.
-        setErrorMessage(QString::fromStdString(error.errorDescription()));
+        setErrorMessage(errorText(error));
         setIsRendering(false);
         scheduleThumbnails();
         return;

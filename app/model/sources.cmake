@@ -13,5 +13,6 @@ target_sources(tessel_app PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/RecipeCheck.hpp
   ${CMAKE_CURRENT_LIST_DIR}/RecipeCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SheetPreview.hpp
+  ${CMAKE_CURRENT_LIST_DIR}/SkippedFile.hpp
   ${CMAKE_CURRENT_LIST_DIR}/Thumbnails.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Updates.cpp)

@@ -24,7 +24,10 @@ void ErrorAlert::refresh() {
         if (box_->isVisible()) box_->done(0);
         return;
     }
-    box_->setText(*message);
+    // The headline in the alert's text, the cause under it in the smaller informative text.
+    const qsizetype lineBreak = message->indexOf(u'\n');
+    box_->setText(lineBreak < 0 ? *message : message->left(lineBreak));
+    box_->setInformativeText(lineBreak < 0 ? QString() : message->mid(lineBreak + 1));
     if (!box_->isVisible()) box_->open();
 }
 

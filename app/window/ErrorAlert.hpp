@@ -1,7 +1,8 @@
 #pragma once
-/// The alert that shows `AppModel::errorMessage`: titled "Tessel", the message, one "OK"
-/// button. It does not block: the model keeps working while it is open, a newer message
-/// replaces the text of the open alert, and dismissing it in any way clears the message.
+/// The alert that shows `AppModel::errorMessage`: titled "Tessel", the message's first line
+/// as its text and the cause after it as the informative text under it, one "OK" button. It does
+/// not block: the model keeps working while it is open, a newer message replaces the text of the
+/// open alert, and dismissing it in any way clears the message.
 
 #include <QObject>
 

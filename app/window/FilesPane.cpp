@@ -12,6 +12,7 @@
 #include "window/EmptyState.hpp"
 #include "window/ImageListView.hpp"
 #include "window/Look.hpp"
+#include "window/SkippedNote.hpp"
 #include "window/Symbols.hpp"
 #include "window/Texts.hpp"
 
@@ -95,12 +96,15 @@ QWidget* FilesPane::makeListPage() {
     row->setSpacing(2);
     moveUp_ = symbolButton(Symbol::chevronUp, QStringLiteral("Move selected up"), footer);
     moveDown_ = symbolButton(Symbol::chevronDown, QStringLiteral("Move selected down"), footer);
+    skippedNote_ = new SkippedNote(model_, footer);
     totalSize_ = new QLabel(footer);
     look::setType(totalSize_, look::Type::caption);
     look::setTone(totalSize_, look::Tone::secondary);
     row->addWidget(moveUp_);
     row->addWidget(moveDown_);
     row->addStretch(1);
+    row->addWidget(skippedNote_);
+    row->addSpacing(6);
     row->addWidget(totalSize_);
     connect(moveUp_, &QToolButton::clicked, &model_, [this] { model_.moveSelected(-1); });
     connect(moveDown_, &QToolButton::clicked, &model_, [this] { model_.moveSelected(+1); });

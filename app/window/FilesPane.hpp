@@ -1,7 +1,7 @@
 #pragma once
 /// The left pane: the "Files" header with the item count, the sort menu and an add button;
 /// the image list (or, while it is empty, the panel inviting a drop); and the footer with the
-/// move buttons and the total size of the files.
+/// move buttons, a note about files the last batch skipped, and the total size of the files.
 
 #include <QWidget>
 
@@ -16,6 +16,7 @@ namespace tessel::app {
 
 class EmptyState;
 class ImageListView;
+class SkippedNote;
 
 class FilesPane final : public QWidget {
     Q_OBJECT
@@ -36,6 +37,7 @@ public:
     QToolButton* moveUpButton() const { return moveUp_; }
     QToolButton* moveDownButton() const { return moveDown_; }
     QLabel* totalSize() const { return totalSize_; }
+    SkippedNote* skippedNote() const { return skippedNote_; }
 
 private:
     QWidget* makeHeader();
@@ -51,6 +53,7 @@ private:
     ImageListView* list_;
     QToolButton* moveUp_;
     QToolButton* moveDown_;
+    SkippedNote* skippedNote_;
     QLabel* totalSize_;
 };
 

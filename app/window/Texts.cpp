@@ -23,6 +23,8 @@ QString images(std::int64_t n) { return plural(n, "image"); }
 
 QString pages(std::int64_t n) { return plural(n, "page"); }
 
+QString filesSkipped(std::int64_t n) { return plural(n, "file") + QStringLiteral(" skipped"); }
+
 QString pageOfPages(std::int64_t page, std::int64_t count) {
     return QStringLiteral("Page %1 of %2").arg(page + 1).arg(count);
 }

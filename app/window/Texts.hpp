@@ -24,6 +24,8 @@ QString count(std::int64_t n);
 QString images(std::int64_t n);
 /// "{n} page", with "s" unless n is exactly 1.
 QString pages(std::int64_t n);
+/// "1 file skipped", "3 files skipped".
+QString filesSkipped(std::int64_t n);
 /// "Page {n} of {m}" for the zero-based `page` of `count` pages.
 QString pageOfPages(std::int64_t page, std::int64_t count);
 /// "Exporting page {n} of {m}…" while page n is drawn; "Writing the sheet…" once every page is.

@@ -33,6 +33,8 @@ target_sources(tessel_window PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/RecipeBinder.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SaveLayoutDialog.hpp
   ${CMAKE_CURRENT_LIST_DIR}/SaveLayoutDialog.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SkippedNote.hpp
+  ${CMAKE_CURRENT_LIST_DIR}/SkippedNote.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ErrorAlert.hpp
   ${CMAKE_CURRENT_LIST_DIR}/ErrorAlert.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileDrops.hpp

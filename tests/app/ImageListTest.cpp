@@ -118,21 +118,37 @@ TEST(Adding, DuplicatesAreDroppedAcrossBatchesOnly) {
     EXPECT_EQ(harness.model().errorMessage(), nothingFound);
 }
 
-TEST(Adding, UnusableFilesAreSkippedSilentlyUnlessNothingIsLeft) {
+// Files that cannot be used stay out of the list without an alert; the batch keeps them, with
+// why, for the files pane's note. Only a batch that adds nothing says so, and why.
+TEST(Adding, UnusableFilesAreSkippedAndKeptWithWhyUntilTheNextBatch) {
     Harness harness;
+    app::AppModel& model = harness.model();
     const fs::path folder = harness.path("Shoot");
     fs::create_directories(folder);
     writeAnimation(folder / "loop.webp", 3);
-    writeAnimation(folder / "pages.tif", 2);
     writeText(folder / "broken.jpg", "not a JPEG");
     writeImage(folder / "still.png");
+    const auto skipped = [&] {
+        std::vector<std::pair<std::string, std::string>> files;
+        for (const app::SkippedFile& file : model.skippedFiles())
+            files.emplace_back(file.url.filename().string(), file.reason().toStdString());
+        return files;
+    };
+    const std::string frames =
+        "loop.webp contains 3 frames. Tessel never discards frames silently.";
 
     harness.add({folder});
-    EXPECT_THAT(names(harness.model()), ElementsAre("still.png"));
-    EXPECT_EQ(harness.model().errorMessage(), std::nullopt);
+    EXPECT_THAT(names(model), ElementsAre("still.png"));
+    EXPECT_EQ(model.errorMessage(), std::nullopt);
+    EXPECT_THAT(skipped(), ElementsAre(std::pair("broken.jpg", "The file is not an image."),
+                                       std::pair("loop.webp", frames)));
 
     harness.add({folder / "loop.webp"});
-    EXPECT_EQ(harness.model().errorMessage(), nothingFound);
+    EXPECT_THAT(skipped(), ElementsAre(std::pair("loop.webp", frames)));
+    EXPECT_EQ(model.errorMessage(), nothingFound + u'\n' + QString::fromStdString(frames));
+    harness.add({folder / "still.png"});  // listed already: nothing skipped, nothing new
+    EXPECT_THAT(skipped(), ElementsAre());
+    EXPECT_EQ(model.errorMessage(), nothingFound);
 }
 
 TEST(Adding, IsRefusedWhileExporting) {

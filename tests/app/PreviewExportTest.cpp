@@ -85,7 +85,9 @@ TEST(Validation, ARecipeTheLayoutRefusesIsReportedByThePreviewAndStillExportable
     EXPECT_EQ(model.validationMessage(), std::nullopt);
     harness.settle();
     EXPECT_EQ(model.errorMessage(),
-              QStringLiteral("The page, grid, margins, or spacing leave no room for images."));
+              QStringLiteral("The page, grid, margins, or spacing leave no room for images.\n"
+                             "Margins and spacing take 10056 of the 1240 pixels across the page, "
+                             "which leaves too little room for the pictures."));
     EXPECT_TRUE(model.canExport());
 }
 
@@ -184,7 +186,8 @@ TEST(Preview, ARenderFailureKeepsTheEarlierPreview) {
     writeText(model.items()[1].url, "overwritten by something that is not an image");
     model.editRecipe([](SheetRecipe& recipe) { recipe.spacing = 5; });
     harness.settle();
-    EXPECT_EQ(model.errorMessage(), QStringLiteral("img1.png could not be read."));
+    EXPECT_EQ(model.errorMessage().value_or("").toStdString(),
+              "img1.png could not be read.\nThe file is not an image.");
     EXPECT_TRUE(model.previewResult() == earlier);
 }
 
@@ -315,7 +318,7 @@ TEST(Export, IsNotOfferedWithoutImages) {
     EXPECT_TRUE(harness.dialogs.savePanels.empty());
 }
 
-TEST(Export, AnExistingFileFailsAndKeepsTheEarlierFiles) {
+TEST(Export, AFailedExportSaysWhyAndKeepsTheEarlierFiles) {
     FileManagerOnBus fileManager;
     Harness harness;
     addImages(harness, 1);
@@ -332,7 +335,17 @@ TEST(Export, AnExistingFileFailsAndKeepsTheEarlierFiles) {
     harness.dialogs.saveAnswers.push_back(taken);  // the panel asked, and the user confirmed
     model.exportSheet();
     harness.settle();
-    EXPECT_EQ(model.errorMessage(), QStringLiteral("A file already exists at the destination."));
+    EXPECT_EQ(model.errorMessage(),
+              QStringLiteral("A file already exists at the destination.\n\"taken-sheet.pdf\" is "
+                             "already in %1.")
+                  .arg(QString::fromStdString(taken.parent_path().string())));
+    model.setErrorMessage(std::nullopt);
+    harness.dialogs.saveAnswers.push_back(harness.path(std::string(300, 'n') + ".pdf"));
+    model.exportSheet();
+    harness.settle();
+    EXPECT_EQ(
+        model.errorMessage(),
+        QStringLiteral("The contact sheet could not be encoded.\nThe file name is too long."));
     EXPECT_THAT(model.lastExportedURLs(), ElementsAre(first));
     EXPECT_FALSE(model.isExporting());
 

@@ -166,7 +166,8 @@ TEST(Pages, APageThatFailsAheadOfTimeSaysWhyWhenTurnedTo) {
     EXPECT_EQ(model.errorMessage(), std::nullopt);
     model.nextPage();
     harness.settle();
-    EXPECT_EQ(model.errorMessage(), QStringLiteral("img101.png could not be read."));
+    EXPECT_EQ(model.errorMessage().value_or("").toStdString(),
+              "img101.png could not be read.\nThe file is not an image.");
     EXPECT_TRUE(model.currentPreviewData().isEmpty());
     EXPECT_FALSE(model.isRendering());
 }

@@ -52,9 +52,9 @@ TEST(HostileTool, FilesThatAreNotRegularAreUnreadableAndNeverWaitedOn) {
     ToolSandbox sandbox;
     writeImage(sandbox.root() / "a.jpg", 40, 30, {1, 2, 3});
     ASSERT_EQ(::mkfifo((sandbox.root() / "y.jpg").c_str(), 0600), 0);
-    EXPECT_EQ(sandbox.run({"a.jpg", "y.jpg"}), (ToolResult{1, "", "y.jpg could not be read.\n"}));
-    EXPECT_EQ(sandbox.run({"/dev/zero", "a.jpg"}),
-              (ToolResult{1, "", "zero could not be read.\n"}));
+    const std::string notRegular = " could not be read.\nIt is not a regular file.\n";
+    EXPECT_EQ(sandbox.run({"a.jpg", "y.jpg"}), (ToolResult{1, "", "y.jpg" + notRegular}));
+    EXPECT_EQ(sandbox.run({"/dev/zero", "a.jpg"}), (ToolResult{1, "", "zero" + notRegular}));
     EXPECT_EQ(sandbox.run({"--recipe", "y.jpg", "a.jpg"}),
               usageError("--recipe: y.jpg is not a regular file"));
     EXPECT_EQ(sandbox.run({"--recipe", "/dev/zero", "a.jpg"}),
@@ -115,9 +115,10 @@ TEST(HostileTool, AFailedRunTakesBackStandardInputsCopyFromAFolderItDidNotMake) 
     std::string noise(200000, '\0');
     std::mt19937 random(7);
     for (char& c : noise) c = static_cast<char>(random());
-    for (const std::string& input : {noise, std::string()}) {
+    for (const auto& [input, cause] : {std::pair(noise, "The file is not an image."),
+                                       std::pair(std::string(), "The file is empty.")}) {
         EXPECT_EQ(sandbox.run({"--output-dir", "out", "--stdin-name", "in.jpg", "-"}, input),
-                  (ToolResult{1, "", "in.jpg could not be read.\n"}));
+                  (ToolResult{1, "", "in.jpg could not be read.\n" + std::string(cause) + "\n"}));
         EXPECT_EQ(names(sandbox.root() / "out"), Strings{});
     }
     // A folder the run made itself keeps the copy as a record, as the cache's folders do.

@@ -105,14 +105,15 @@ TEST(Notifications, AFailureShowsItsOwnTextAndNoActions) {
     ToolSandbox sandbox;
     const PrivateSessionBus bus;
     const DesktopOnBus desktop(bus, {"open", "show"});
-    const fs::path gif = sandbox.root() / "Möwen im Flug.gif";
-    writeImage(gif, 20, 20, {0, 0, 0}, 3);
+    const fs::path page = sandbox.root() / "Möwen im Flug.jpg";  // a download that failed
+    std::ofstream(page) << "<html><body>Not found</body></html>";
     const Strings photo = photographs(sandbox.root() / "Tag 2", 1);
-    const ToolResult result = runProgram(
-        sandbox.root(), {TESSEL_SHEET, "--beside", "--notify", "--preset", "square", photo[0], gif},
-        onBus(sandbox, bus));
-    const std::string text =
-        "Möwen im Flug.gif contains 3 frames. Tessel never discards frames silently.";
+    const ToolResult result =
+        runProgram(sandbox.root(),
+                   {TESSEL_SHEET, "--beside", "--notify", "--preset", "square", photo[0], page},
+                   onBus(sandbox, bus));
+    // The cause under the headline, as on standard error.
+    const std::string text = "Möwen im Flug.jpg could not be read.\nThe file is not an image.";
     EXPECT_EQ(result, (ToolResult{1, "", text + "\n"}));
     const std::vector<Notification> shown = desktop.notifications();
     ASSERT_EQ(shown.size(), 1u);

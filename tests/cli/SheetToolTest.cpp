@@ -110,8 +110,11 @@ TEST(SheetTool, OutputDirNeverOverwrites) {
         sandbox.run(arguments),
         (ToolResult{0, "Created a contact sheet.\n" + (out / "Proofs.pdf").string() + "\n", ""}));
     const std::string bytes = fileBytes(out / "Proofs.pdf");
-    EXPECT_EQ(sandbox.run(arguments),
-              (ToolResult{1, "", "A file already exists at the destination.\n"}));
+    EXPECT_EQ(
+        sandbox.run(arguments),
+        (ToolResult{1, "",
+                    "A file already exists at the destination.\n\"Proofs.pdf\" is already in " +
+                        out.string() + ".\n"}));
     EXPECT_EQ(fileBytes(out / "Proofs.pdf"), bytes);
     EXPECT_EQ(names(sandbox.shortcuts()), Strings{});  // nothing was made in the cache
 }
@@ -119,7 +122,7 @@ TEST(SheetTool, OutputDirNeverOverwrites) {
 TEST(SheetTool, StandardInputIsStoredUnderItsNameBeforeInspection) {
     ToolSandbox sandbox;
     EXPECT_EQ(sandbox.run({"--stdin-name", "upload.png", "-"}, "<html></html>"),
-              (ToolResult{1, "", "upload.png could not be read.\n"}));
+              (ToolResult{1, "", "upload.png could not be read.\nThe file is not an image.\n"}));
     EXPECT_EQ(fileBytes(sandbox.shortcuts() / names(sandbox.shortcuts()).at(0) / "upload.png"),
               "<html></html>");
 
@@ -145,8 +148,10 @@ TEST(SheetTool, FailuresPrintTheirDescriptionAndLeaveTheFolder) {
         {{}, "Add at least one image.\n"},
         {concat(images, {"clip.gif"}),
          "clip.gif contains 12 frames. Tessel never discards frames silently.\n"},
-        {concat({"broken.jpg"}, images), "broken.jpg could not be read.\n"},
-        {concat(images, {"missing.png"}), "missing.png could not be read.\n"}};
+        {concat({"broken.jpg"}, images),
+         "broken.jpg could not be read.\nThe file is not an image.\n"},
+        {concat(images, {"missing.png"}),
+         "missing.png could not be read.\nThere is no such file or folder.\n"}};
     std::size_t runs = 0;
     for (const auto& [arguments, message] : cases) {
         EXPECT_EQ(sandbox.run(arguments), (ToolResult{1, "", message}));
@@ -201,7 +206,7 @@ TEST(InspectTool, PrintsOneJsonLinePerImageAndFailsWhenAnyFails) {
         R"({"file":"photo.png","width":64,"height":48,"frameCount":1,"bytes":)" + bytes +
         ",\"dateTaken\":null,\"cameraModel\":null}\n{\"file\":\"clip.gif\",\"error\":\"clip.gif "
         "contains 3 frames. Tessel never discards frames silently.\"}\n{\"file\":\"broken.jpg\","
-        "\"error\":\"broken.jpg could not be read.\"}\n";
+        "\"error\":\"broken.jpg could not be read.\",\"cause\":\"The file is not an image.\"}\n";
     EXPECT_EQ(sandbox.run({"--inspect", "photo.png", "clip.gif", "broken.jpg"}),
               (ToolResult{1, expected, ""}));
     EXPECT_EQ(sandbox.run({"--inspect", "photo.png"}).exitStatus, 0);

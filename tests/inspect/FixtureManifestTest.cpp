@@ -59,6 +59,11 @@ TEST_F(FixtureManifest, DamagedFilesAreRefusedByName) {
         } catch (const TesselError& error) {
             EXPECT_EQ(error.text(), name);
             EXPECT_EQ(error.errorDescription().rfind(name, 0), 0u);
+            // Every unreadable file says why; a frame count says it by itself.
+            if (error.kind() == TesselError::Kind::cannotRead) {
+                EXPECT_NE(error.cause(), "");
+            }
+            std::cout << "[ manifest ] " << name << ": " << error.cause() << "\n";
             ++refused;
         }
     }

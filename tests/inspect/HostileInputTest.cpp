@@ -268,9 +268,18 @@ TEST(DecodingBudget, HugeHeadersAreRefusedByNameBeforeAnyDecoding) {
     writeBytes(folder / "claims.jpg", patchedProgressiveJpeg(65500, 65500));
     writeBytes(folder / "claims.png", claimedPng(60000, true));
     writeBytes(folder / "claims.gif", claimedGif(20000));
-    for (const char* name : {"claims.jpg", "claims.png", "claims.gif"}) {
-        EXPECT_EQ(inspectError(folder / name), TesselError::cannotRead(name));
-        EXPECT_FALSE(detail::decodeUpright(folder / name, 300).has_value()) << name;
+    const std::string tooLarge = "The image is too large to decode within the memory budget (";
+    for (const auto& [name, megapixels] :
+         {std::pair("claims.jpg", "4,290"), std::pair("claims.png", "3,600"),
+          std::pair("claims.gif", "400")}) {
+        const TesselError error = inspectError(folder / name);
+        EXPECT_EQ(error, TesselError::cannotRead(name));
+        EXPECT_EQ(error.cause(), tooLarge + megapixels + " megapixels).");
+        std::string cause;
+        EXPECT_FALSE(detail::decodeUpright(folder / name, 300, 0, nullptr,
+                                           detail::ReduceFilter::linear, &cause)
+                         .has_value());
+        EXPECT_EQ(cause, error.cause());
     }
 }
 
@@ -325,7 +334,11 @@ TEST(DecodingBudget, AProgressiveJpegWhoseScansAreCutIsNeverDrawnGrey) {
     TemporaryFolder folder;
     writeBytes(folder / "cut.jpg", patchedProgressiveJpeg(640, 480));
     EXPECT_EQ(TesselRenderer::inspect(folder / "cut.jpg").width, 640);
-    EXPECT_FALSE(detail::decodeUpright(folder / "cut.jpg", 200).has_value());
+    std::string cause;
+    EXPECT_FALSE(detail::decodeUpright(folder / "cut.jpg", 200, 0, nullptr,
+                                       detail::ReduceFilter::linear, &cause)
+                     .has_value());
+    EXPECT_EQ(cause, "The file is cut off before the end of the image.");
     // Brackets are part of the name, never load options, also for the budget's look.
     writeBytes(folder / "whole[1].jpg", encoded(".jpg[interlace]", 640, 480));
     EXPECT_TRUE(detail::decodeUpright(folder / "whole[1].jpg", 200).has_value());

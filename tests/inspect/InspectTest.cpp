@@ -261,7 +261,7 @@ TEST_F(Inspect, AnimationsAndPageSequencesAreRefusedWithTheirCount) {
     EXPECT_EQ(inspect(save("one.png", insertAt(png, 33, actl(1)))).width, 16);
 }
 
-TEST_F(Inspect, FilesThatAreNotIntactPhotographsAreRefusedByNameSilently) {
+TEST_F(Inspect, FilesThatAreNotIntactPhotographsAreRefusedByNameSilentlyWithTheirCause) {
     const Bytes jpeg = encodeImage(".jpg", 200, 150), png = encodeImage(".png", 40, 30),
                 gif = encodeImage(".gif", 40, 30, 3), ppm = encodeImage(".ppm", 8, 8);
     ASSERT_GT(ppm.size(), 8u);
@@ -269,24 +269,34 @@ TEST_F(Inspect, FilesThatAreNotIntactPhotographsAreRefusedByNameSilently) {
     badCrc[png.size() - 13] ^= 0xFF;  // the CRC of the last IDAT
     badHeader[29] ^= 0xFF;            // the CRC of IHDR, which libpng warns about
     std::filesystem::create_directories(scratch / "folder.jpg");
-    const std::vector<std::pair<std::string, Bytes>> files = {
-        {"empty.jpg", {}},
-        {"notes.jpg", bytesOf("just text\n")},
-        {"drawing.png", bytesOf(R"(<svg xmlns="http://www.w3.org/2000/svg"/>)")},
-        {"scan.jpg", ppm},  // portable pixmaps open in libvips but are no photographs
-        {"cut.jpg", head(jpeg, std::ssize(jpeg) * 6 / 10)},
-        {"cut.png", head(png, std::ssize(png) - 20)},
-        {"crc.png", badCrc},
-        {"header.png", badHeader},
-        {"zero.png", insertAt(png, 33, actl(0))},  // an animation of no frames
-        {"cut.gif", head(gif, std::ssize(gif) * 3 / 4)},
-        {"folder.jpg", {}},
-        {"missing.heic", {}},
+    const std::string notAnImage = "The file is not an image.", damaged = "The file is damaged.",
+                      cut = "The file is cut off before the end of the image.";
+    const std::vector<std::tuple<std::string, Bytes, std::string>> files = {
+        {"empty.jpg", {}, "The file is empty."},
+        {"notes.jpg", bytesOf("just text\n"), notAnImage},
+        {"drawing.png", bytesOf(R"(<svg xmlns="http://www.w3.org/2000/svg"/>)"),
+         "Tessel does not read SVG files."},
+        // Portable pixmaps open in libvips but are no photographs.
+        {"scan.jpg", ppm, "Tessel does not read PPM files."},
+        {"cut.jpg", head(jpeg, std::ssize(jpeg) * 6 / 10), cut},
+        {"cut.png", head(png, std::ssize(png) - 20), cut},
+        {"crc.png", badCrc, damaged},
+        {"header.png", badHeader, damaged},
+        {"zero.png", insertAt(png, 33, actl(0)), damaged},  // an animation of no frames
+        {"cut.gif", head(gif, std::ssize(gif) * 3 / 4), cut},
+        {"folder.jpg", {}, "It is a folder, not a file."},
+        {"missing.heic", {}, "There is no such file or folder."},
     };
     ::testing::internal::CaptureStderr();
-    for (const auto& [name, bytes] : files) {
+    for (const auto& [name, bytes, cause] : files) {
         if (name != "missing.heic") save(name, bytes);  // the folder stays a folder
-        EXPECT_THAT([&] { inspect(scratch / name); }, throwsError(TesselError::cannotRead(name)));
+        try {
+            inspect(scratch / name);
+            ADD_FAILURE() << name << " was accepted";
+        } catch (const TesselError& error) {
+            EXPECT_EQ(error, TesselError::cannotRead(name));
+            EXPECT_EQ(error.cause(), cause) << name;
+        }
     }
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }

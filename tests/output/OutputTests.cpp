@@ -191,13 +191,16 @@ TEST(WriteAtomically, OtherFailuresCannotEncodeAndLeaveNothing) {
     for (const FileSystem& fileSystem : fileSystems) {
         SCOPED_TRACE(fileSystem.name);
         TemporaryFolder folder;
-        for (const fs::path& to : {folder.path() / "missing" / "a.png",
-                                   folder.path() / (std::string(300, 'x') + ".png")})
-            EXPECT_EQ(errorOf([&] {
-                          detail::writeAtomically({1, 2, 3}, to, fileSystem.calls);
-                      }),
-                      TesselError::cannotEncode())
-                << to;
+        for (const auto& [to, cause] :
+             {std::pair(folder.path() / "missing" / "a.png", "There is no such file or folder."),
+              std::pair(folder.path() / (std::string(300, 'x') + ".png"),
+                        "The file name is too long.")}) {
+            const std::optional<TesselError> error = errorOf([&] {
+                detail::writeAtomically({1, 2, 3}, to, fileSystem.calls);
+            });
+            EXPECT_EQ(error, TesselError::cannotEncode()) << to;
+            EXPECT_EQ(error ? error->cause() : "", cause) << to;
+        }
         EXPECT_EQ(folder.names(), std::vector<std::string>{});
     }
 }

@@ -70,6 +70,10 @@ TEST(TesselErrorTest, DescriptionsAreTheExactUserFacingTexts) {
         EXPECT_EQ(error.errorDescription(), text);
         EXPECT_STREQ(error.what(), text);
     }
+    // A cause explains an error; the text and the error stay what they are.
+    const TesselError caused = TesselError::cannotRead("a.jpg").withCause("Permission denied.");
+    EXPECT_STREQ(caused.what(), "a.jpg could not be read.");
+    EXPECT_EQ(caused, TesselError::cannotRead("a.jpg"));
 }
 
 }  // namespace

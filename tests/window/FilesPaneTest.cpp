@@ -1,6 +1,7 @@
 // The files pane as a user works it.
 
 #include <QContextMenuEvent>
+#include <QFrame>
 #include <QLabel>
 #include <QMimeData>
 #include <QTest>
@@ -9,10 +10,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TestImages.hpp"
 #include "WindowHarness.hpp"
 #include "window/EmptyState.hpp"
 #include "window/FilesPane.hpp"
 #include "window/ImageListView.hpp"
+#include "window/SkippedNote.hpp"
 #include "window/Texts.hpp"
 
 namespace {
@@ -43,6 +46,35 @@ void rightClickRow(app::ImageListView* list, int row) {
     QTest::mouseClick(list->viewport(), Qt::RightButton, {}, at);
     QContextMenuEvent request(QContextMenuEvent::Mouse, at, list->viewport()->mapToGlobal(at));
     QCoreApplication::sendEvent(list->viewport(), &request);
+}
+
+TEST(FilesPane, FilesSkippedWhileAddingAreNamedWithWhyInTheFootersNote) {
+    WindowHarness ui;
+    const std::filesystem::path trip = ui.harness.path("Trip");
+    std::filesystem::create_directories(trip);
+    for (const char* name : {"a.png", "b.png", "d.png"}) writeImage(trip / name);
+    writeText(trip / "c.jpg", "Saved from a browser: 404 Not Found");
+    writeImage(trip / "e.jpg", 400, 300);
+    std::filesystem::resize_file(trip / "e.jpg", std::filesystem::file_size(trip / "e.jpg") / 2);
+    ui.harness.add({trip});
+    ui.settle();
+    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "d.png"));
+    app::SkippedNote* note = ui.window().filesPane()->skippedNote();
+    ASSERT_TRUE(note->isVisible());
+    EXPECT_EQ(text(note), "2 files skipped");
+
+    click(note);
+    ASSERT_NE(note->popup(), nullptr);
+    ASSERT_TRUE(note->popup()->isVisible());
+    std::vector<std::string> shown;
+    for (const QLabel* label : note->popup()->findChildren<QLabel*>()) shown.push_back(text(label));
+    EXPECT_THAT(shown, ElementsAre("Not added", "c.jpg", "The file is not an image.", "e.jpg",
+                                   "The file is cut off before the end of the image."));
+
+    ui.harness.add({trip / "a.png"});  // the next batch: nothing skipped, the note goes
+    ui.settle();
+    EXPECT_FALSE(note->isVisible());
+    EXPECT_EQ(note->popup(), nullptr);
 }
 
 TEST(FilesPane, EmptyListInvitesADropAndOffersTheOpenPanel) {

@@ -169,15 +169,17 @@ TEST(Window, ErrorAlertShowsTheLatestMessageAndClearsItWhenDismissed) {
     QMessageBox* box = ui.window().errorAlert()->box();
     EXPECT_FALSE(box->isVisible());
 
-    ui.model().setErrorMessage(QStringLiteral("A file already exists at the destination."));
+    ui.model().setErrorMessage(QStringLiteral("a.jpg could not be read.\nPermission denied."));
     ASSERT_TRUE(box->isVisible());
     EXPECT_EQ(box->windowTitle().toStdString(), "Tessel");
-    EXPECT_EQ(box->text().toStdString(), "A file already exists at the destination.");
+    EXPECT_EQ(box->text().toStdString(), "a.jpg could not be read.");
+    EXPECT_EQ(box->informativeText().toStdString(), "Permission denied.");  // the cause, under it
     ASSERT_EQ(box->buttons().size(), 1);
     EXPECT_EQ(box->buttons()[0]->text().toStdString(), "OK");
 
     ui.model().setErrorMessage(QStringLiteral("The contact sheet could not be drawn."));
     EXPECT_EQ(box->text().toStdString(), "The contact sheet could not be drawn.");  // the latest
+    EXPECT_EQ(box->informativeText().toStdString(), "");
     click(box->buttons()[0]);
     EXPECT_FALSE(box->isVisible());
     EXPECT_EQ(ui.model().errorMessage(), std::nullopt);

@@ -1,6 +1,8 @@
 #pragma once
 /// The core library's one error type. Every operation of the core that the user must hear
-/// about throws a `TesselError`; `errorDescription()` is the exact user-facing text.
+/// about throws a `TesselError`; `errorDescription()` is the exact user-facing text, and
+/// `cause()` says why it happened where that is known ("Permission denied.", "The file is cut
+/// off before the end of the image.").
 
 #include <cstdint>
 #include <exception>
@@ -42,7 +44,15 @@ public:
     std::string errorDescription() const;
     const char* what() const noexcept override { return description_.c_str(); }
 
-    /// Same case with equal payloads.
+    /// Why it happened, as one sentence with its full stop: the system's reason for a file
+    /// that could not be opened, read, written or named, the decoder's reason for an image,
+    /// the layout's reason. Empty when the description says it all or nothing more is known.
+    const std::string& cause() const noexcept { return cause_; }
+    /// This error with `cause` (one line) as its cause.
+    TesselError withCause(std::string cause) const;
+
+    /// Same case with equal payloads. The cause is not compared: it explains the error and
+    /// does not make it another one.
     friend bool operator==(const TesselError& a, const TesselError& b) noexcept {
         return a.kind_ == b.kind_ && a.text_ == b.text_ && a.count_ == b.count_;
     }
@@ -54,6 +64,7 @@ private:
     std::string text_;
     std::int64_t count_;
     std::string description_;
+    std::string cause_;
 };
 
 }  // namespace tessel

@@ -1,6 +1,7 @@
 #include "decode/Decode.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -8,7 +9,9 @@
 #include <utility>
 
 #include "base/Files.hpp"
+#include "base/SystemCause.hpp"
 #include "decode/DecodeBudget.hpp"
+#include "decode/DecodeCause.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -114,8 +117,7 @@ ImageRef scaledJpeg(const std::filesystem::path& file, int size, int minimum, bo
 /// The picture at `size` on its longer side at most, upright, failing on damaged data; a JPEG
 /// from the DCT scale that leaves at least `minimum`, given up once `stop` is raised.
 ImageRef thumbnail(const std::filesystem::path& file, int size, int minimum,
-                   const std::atomic<bool>* stop, ReduceFilter filter) {
-    bool cut = false;
+                   const std::atomic<bool>* stop, ReduceFilter filter, bool& cut) {
     if (ImageRef fast = scaledJpeg(file, size, minimum, cut, stop, filter)) return fast;
     // libvips would fill the missing scans with grey.
     if (cut) return {};
@@ -207,7 +209,7 @@ Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t hei
 
 std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
                                     std::int64_t minimumPixelSize, const std::atomic<bool>* stop,
-                                    ReduceFilter filter) {
+                                    ReduceFilter filter, std::string* cause) {
     ensureDecodersFor(file);
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
@@ -219,15 +221,23 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
 
     // Nothing but a regular file is opened (a FIFO would block, a device never end), and
     // nothing whose decoding would take more memory than the budget allows.
-    if (!openRegularFile(file)) return std::nullopt;
-    if (!withinDecodingBudget(file, std::max(size, minimum))) return std::nullopt;
+    const auto fail = [cause](std::string why) -> std::optional<Bitmap> {
+        if (cause) *cause = std::move(why);
+        vips_error_clear();
+        return std::nullopt;
+    };
+    if (!openRegularFile(file)) return fail(openingCause(errno));
+    if (!withinDecodingBudget(file, std::max(size, minimum))) return fail(budgetRefusalCause(file));
 
-    ImageRef image = thumbnail(file, size, minimum, stop, filter);
+    bool cut = false;
+    ImageRef image = thumbnail(file, size, minimum, stop, filter, cut);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
     const int bands = image ? vips_image_get_bands(image.get()) : 0;
     if (!image || bands < 1 || bands > 4) {
-        vips_error_clear();
-        return std::nullopt;
+        if (cut) return fail(kCutOffCause);
+        if (!image && vips_foreign_find_load(file.c_str()) == nullptr)
+            return fail(kNotAnImageCause);
+        return fail(decoderCause());
     }
 
     // Writing to memory runs the whole pipeline; a decoding failure anywhere surfaces here.
@@ -236,10 +246,8 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
     const std::int64_t width = vips_image_get_width(image.get());
     const std::int64_t height = vips_image_get_height(image.get());
     if (!memory || width < 1 || height < 1 ||
-        length != static_cast<std::size_t>(width * height * bands)) {
-        vips_error_clear();
-        return std::nullopt;
-    }
+        length != static_cast<std::size_t>(width * height * bands))
+        return fail(decoderCause());
     return toBitmap(static_cast<const std::uint8_t*>(memory.get()), width, height, bands);
 }
 

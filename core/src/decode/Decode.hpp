@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 #include "base/Bitmap.hpp"
 #include "decode/Reduce.hpp"
@@ -30,10 +31,12 @@ void ensureDecodersFor(const std::filesystem::path& file);
 /// detail before a single reduction. A JPEG's decoding is given up, with
 /// nothing, once `stop` is raised. Opaque pictures are reduced with `filter`: a triangle for
 /// pictures drawn smaller again, a sharper one for a picture decoded for the size it is drawn
-/// at.
+/// at. When nothing is decoded and `cause` is given, it receives why, worded as the cause of
+/// `TesselError::cannotRead`.
 std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
                                     std::int64_t minimumPixelSize = 0,
                                     const std::atomic<bool>* stop = nullptr,
-                                    ReduceFilter filter = ReduceFilter::linear);
+                                    ReduceFilter filter = ReduceFilter::linear,
+                                    std::string* cause = nullptr);
 
 }  // namespace tessel::detail

@@ -4,10 +4,13 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "tessel/Inspection.hpp"
 
+#include "decode/DecodeCause.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -128,6 +131,38 @@ bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPix
     const bool within = header && withinDecodingBudget(header.get(), file, maxPixelSize);
     vips_error_clear();
     return within;
+}
+
+std::string budgetCause(double width, double height) {
+    const double megapixels = width * height / 1e6;
+    if (!(megapixels > 0)) return "The image is too large to decode within the memory budget.";
+    std::string amount;
+    if (!(megapixels < 1e15)) {
+        amount = "far too many";
+    } else if (megapixels < 10) {
+        amount = std::to_string(std::llround(megapixels * 10));
+        if (amount.size() < 2) amount.insert(0, "0");
+        amount.insert(amount.size() - 1, ".");
+    } else {
+        amount = std::to_string(std::llround(megapixels));
+        for (auto at = static_cast<std::ptrdiff_t>(amount.size()) - 3; at > 0; at -= 3)
+            amount.insert(static_cast<std::size_t>(at), ",");
+    }
+    return "The image is too large to decode within the memory budget (" + amount + " megapixels).";
+}
+
+std::string budgetRefusalCause(const std::filesystem::path& file) {
+    if (const std::optional<JpegDecodingCost> jpeg = jpegDecodingCost(file))
+        return budgetCause(static_cast<double>(jpeg->width), static_cast<double>(jpeg->height));
+    const VipsSourceRef source(vips_source_new_from_file(file.c_str()));
+    if (!source) return decoderCause();
+    if (vips_foreign_find_load_source(source.get()) == nullptr) {
+        vips_error_clear();
+        return kNotAnImageCause;
+    }
+    const VipsImageRef header(vips_image_new_from_source(source.get(), "", nullptr));
+    if (!header) return decoderCause();
+    return budgetCause(vips_image_get_width(header.get()), vips_image_get_height(header.get()));
 }
 
 }  // namespace tessel::detail

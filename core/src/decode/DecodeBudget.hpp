@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 
 #include <vips/vips.h>
 
@@ -23,5 +24,13 @@ bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
 
 /// The same, reading the header of `file` first (false when it cannot be read).
 bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize);
+
+/// The cause for an image of `width` × `height` pixels refused by the budget: "The image is
+/// too large to decode within the memory budget (4,290 megapixels).".
+std::string budgetCause(double width, double height);
+
+/// Why `withinDecodingBudget(file, ...)` refused `file`: its size as `budgetCause` gives it,
+/// or why its header could not be read.
+std::string budgetRefusalCause(const std::filesystem::path& file);
 
 }  // namespace tessel::detail

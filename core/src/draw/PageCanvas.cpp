@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <string>
 
 #include "tessel/TesselError.hpp"
 
@@ -23,6 +24,11 @@ CairoSurface surfaceOver(const Bitmap& image) {
         static_cast<int>(image.stride())));
 }
 
+TesselError drawingError(cairo_status_t status) {
+    return TesselError::cannotCreateContext().withCause(
+        std::string("The drawing library reports: ") + cairo_status_to_string(status) + ".");
+}
+
 }  // namespace
 
 double clampedComponent(double value) {
@@ -32,21 +38,24 @@ double clampedComponent(double value) {
 
 PageCanvas::PageCanvas(std::int64_t width, std::int64_t height, SheetColor background)
     : drawing_(std::make_unique<Drawing>()) {
+    const std::string size = std::to_string(width) + " × " + std::to_string(height);
     if (width < 1 || height < 1 || width > largestSurfaceSide || height > largestSurfaceSide)
-        throw TesselError::cannotCreateContext();
+        throw TesselError::cannotCreateContext().withCause("A page of " + size +
+                                                           " pixels is beyond what can be drawn.");
     bitmap_.width = width;
     bitmap_.height = height;
     try {
         bitmap_.pixels.assign(static_cast<std::size_t>(width * height * 4), 0);
     } catch (const std::bad_alloc&) {
-        throw TesselError::cannotCreateContext();
+        throw TesselError::cannotCreateContext().withCause(
+            "There is not enough memory for a page of " + size + " pixels.");
     }
     drawing_->surface = surfaceOver(bitmap_);
     if (cairo_surface_status(drawing_->surface.get()) != CAIRO_STATUS_SUCCESS)
-        throw TesselError::cannotCreateContext();
+        throw drawingError(cairo_surface_status(drawing_->surface.get()));
     drawing_->context = CairoContext(cairo_create(drawing_->surface.get()));
     if (cairo_status(drawing_->context.get()) != CAIRO_STATUS_SUCCESS)
-        throw TesselError::cannotCreateContext();
+        throw drawingError(cairo_status(drawing_->context.get()));
 
     cairo_t* cr = drawing_->context.get();
     cairo_set_source_rgba(cr, clampedComponent(background.red), clampedComponent(background.green),
@@ -121,11 +130,11 @@ const Bitmap& PageCanvas::pixels() const {
 Bitmap PageCanvas::finish() {
     CairoContext& context = drawing_->context;
     CairoSurface& surface = drawing_->surface;
-    const bool drawn = context && cairo_status(context.get()) == CAIRO_STATUS_SUCCESS;
+    const cairo_status_t status = context ? cairo_status(context.get()) : CAIRO_STATUS_NULL_POINTER;
     if (surface) cairo_surface_flush(surface.get());
     context.reset();
     surface.reset();
-    if (!drawn) throw TesselError::cannotCreateContext();
+    if (status != CAIRO_STATUS_SUCCESS) throw drawingError(status);
     return std::move(bitmap_);
 }
 

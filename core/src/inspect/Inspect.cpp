@@ -1,3 +1,5 @@
+#include <cerrno>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,8 +11,10 @@
 #include "tessel/TesselError.hpp"
 
 #include "base/Files.hpp"
+#include "base/SystemCause.hpp"
 #include "decode/Decode.hpp"
 #include "decode/DecodeBudget.hpp"
+#include "decode/DecodeCause.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/gif/Gif.hpp"
@@ -26,11 +30,14 @@ enum class Container { jpeg, png, gif, tiff, webp, heif };
 
 // Only the loaders of raster photo formats are accepted; anything else libvips could open
 // (PPM, FITS, Radiance, matrix files...) is not a photograph for a sheet.
-std::optional<Container> containerOf(const char* loaderType) {
+std::string nicknameOf(const char* loaderType) {
     const GType type = g_type_from_name(loaderType);
     const char* nickname = type != 0 ? vips_nickname_find(type) : nullptr;
-    if (nickname == nullptr) return std::nullopt;
-    const std::string_view name(nickname);
+    return nickname != nullptr ? nickname : "";
+}
+
+std::optional<Container> containerOf(const char* loaderType) {
+    const std::string name = nicknameOf(loaderType);
     if (name == "jpegload_source") return Container::jpeg;
     if (name == "pngload_source") return Container::png;
     if (name == "gifload_source") return Container::gif;
@@ -70,10 +77,28 @@ std::vector<std::uint8_t> exifBlobOf(VipsImage* image) {
     return {bytes, bytes + length};
 }
 
-[[noreturn]] void refuse(const std::string& name) {
-    // The message buffer of libvips is never shown; it is emptied so it cannot grow.
+[[noreturn]] void refuse(const std::string& name, std::string cause) {
+    // What libvips had to say is in `cause` where it matters; the buffer is emptied so it
+    // cannot grow.
     vips_error_clear();
-    throw TesselError::cannotRead(name);
+    throw TesselError::cannotRead(name).withCause(std::move(cause));
+}
+
+// Whether `file` ends as a complete file of its container does: a walk that failed on a file
+// that does not was cut off (a download or copy that stopped), one that does is damaged.
+bool endsComplete(Container container, const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    char bytes[12] = {};
+    if (!in.seekg(-static_cast<std::streamoff>(sizeof bytes), std::ios::end) ||
+        !in.read(bytes, sizeof bytes))
+        return false;  // shorter than any complete image
+    const std::string_view tail(bytes, sizeof bytes);
+    switch (container) {
+        case Container::jpeg: return tail.ends_with("\xFF\xD9");
+        case Container::png: return tail.size() >= 8 && tail.substr(tail.size() - 8, 4) == "IEND";
+        case Container::gif: return tail.ends_with(';');
+        default: return true;
+    }
 }
 
 }  // namespace
@@ -83,24 +108,31 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     detail::ensureDecodersFor(file);
 
     // Only regular files: a FIFO or a device named like a photo would block or never end.
-    if (!detail::openRegularFile(file)) refuse(name);
+    if (!detail::openRegularFile(file)) refuse(name, detail::openingCause(errno));
     // A source rather than a file name: libvips would read "[...]" at the end of a file
     // name as load options.
     const detail::VipsSourceRef source(vips_source_new_from_file(file.c_str()));
-    if (!source) refuse(name);
+    if (!source) refuse(name, detail::decoderCause());
     const char* loader = vips_foreign_find_load_source(source.get());
-    if (loader == nullptr) refuse(name);
+    if (loader == nullptr) {
+        std::error_code error;
+        const bool empty = std::filesystem::file_size(file, error) == 0 && !error;
+        refuse(name, empty ? detail::kEmptyFileCause : detail::kNotAnImageCause);
+    }
     const std::optional<Container> container = containerOf(loader);
-    if (!container) refuse(name);
+    if (!container) refuse(name, detail::unusedFormatCause(nicknameOf(loader)));
     const detail::VipsImageRef image(vips_image_new_from_source(source.get(), "", nullptr));
-    if (!image) refuse(name);
+    if (!image) refuse(name, detail::decoderCause());
     // A file that could never be decoded within the budget is refused now, not at drawing.
-    if (!detail::withinDecodingBudget(image.get(), file)) refuse(name);
+    if (!detail::withinDecodingBudget(image.get(), file))
+        refuse(name, detail::budgetCause(vips_image_get_width(image.get()),
+                                         vips_image_get_height(image.get())));
 
     std::int64_t frameCount = vips_image_get_n_pages(image.get());
     std::vector<std::uint8_t> exif = exifBlobOf(image.get());
     std::optional<detail::ContainerFacts> facts = walk(*container, file);
-    if (!facts) refuse(name);
+    if (!facts)
+        refuse(name, endsComplete(*container, file) ? detail::kDamagedCause : detail::kCutOffCause);
     if (facts->frameCount) frameCount = *facts->frameCount;
     // libvips reads PNG eXIf only when it precedes the image data.
     if (*container == Container::png) exif = std::move(facts->exif);
@@ -115,7 +147,7 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     const std::int64_t orientation =
         *container == Container::heif ? 1 : metadata.orientation.value_or(1);
     if (orientation >= 5 && orientation <= 8) std::swap(width, height);
-    if (width < 1 || height < 1) refuse(name);
+    if (width < 1 || height < 1) refuse(name, detail::kNoSizeCause);
 
     SheetImageInfo info;
     info.width = width;

@@ -1,6 +1,8 @@
 #include "tessel/Layout.hpp"
 
 #include <algorithm>
+#include <cmath>
+#include <string>
 
 #include "tessel/TesselError.hpp"
 
@@ -14,6 +16,18 @@ constexpr double minimumUsableSide = 40;     // usable width and height must exc
 constexpr double minimumPictureHeight = 20;  // picture height must exceed this
 constexpr double captionBandFactor = 1.65;   // band height per unit of caption font size
 constexpr double minimumCaptionBand = 24;
+
+std::string pixels(double amount) {
+    return std::to_string(std::llround(std::max(amount, 0.0))) + " pixels";
+}
+
+// The cause when margins and spacing leave `usable` of a page side of `side` pixels.
+TesselError noRoom(const char* direction, double side, double usable) {
+    return TesselError::invalidLayout().withCause(
+        "Margins and spacing take " + std::to_string(std::llround(side - usable)) + " of the " +
+        pixels(side) + " " + direction + " the page, which leaves too little room for the " +
+        "pictures.");
+}
 
 }  // namespace
 
@@ -33,8 +47,8 @@ std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) 
 
     const double usableWidth = page.width - 2 * m - s * (nc - 1);
     const double usableHeight = page.height - 2 * m - s * (nr - 1);
-    if (!(usableWidth > minimumUsableSide && usableHeight > minimumUsableSide))
-        throw TesselError::invalidLayout();
+    if (!(usableWidth > minimumUsableSide)) throw noRoom("across", page.width, usableWidth);
+    if (!(usableHeight > minimumUsableSide)) throw noRoom("down", page.height, usableHeight);
 
     const double h = usableHeight / nr;
     const double band =
@@ -42,7 +56,10 @@ std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) 
             ? 0
             : std::max(recipe.captionFontSize * captionBandFactor, minimumCaptionBand);
     const double pictureHeight = h - band;
-    if (!(pictureHeight > minimumPictureHeight)) throw TesselError::invalidLayout();
+    if (!(pictureHeight > minimumPictureHeight))
+        throw TesselError::invalidLayout().withCause(
+            "Each row is " + pixels(h) + " high and its caption takes " + pixels(band) +
+            ", which leaves too little room for a picture.");
     const double w = usableWidth / nc;
 
     std::vector<SheetCell> result;

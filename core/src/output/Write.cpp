@@ -7,6 +7,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "base/PageSpool.hpp"
+#include "base/SystemCause.hpp"
 #include "formats/Encode.hpp"
 #include "output/Output.hpp"
 
@@ -58,6 +59,13 @@ bool isAllBlank(const std::string& text) {
     return true;
 }
 
+// The cause names the file in the way, which the user may not see in the folder they chose
+// (a numbered page, a hidden extension).
+TesselError destinationExists(const std::filesystem::path& file) {
+    return TesselError::destinationExists().withCause(
+        "\"" + file.filename().string() + "\" is already in " + file.parent_path().string() + ".");
+}
+
 }  // namespace
 
 std::string outputBaseName(const std::string& baseName) {
@@ -68,14 +76,14 @@ std::string outputBaseName(const std::string& baseName) {
 void writeNewFile(const std::filesystem::path& to, const FileNamingCalls& calls,
                   const std::function<void(AtomicFile&)>& fill) {
     std::error_code ignored;
-    if (std::filesystem::exists(to, ignored)) throw TesselError::destinationExists();
+    if (std::filesystem::exists(to, ignored)) throw destinationExists(to);
     try {
         AtomicFile file(to, AtomicFile::Publishing::newFile, calls);
         fill(file);
         file.publish();
     } catch (const std::system_error& error) {
-        if (error.code() == std::errc::file_exists) throw TesselError::destinationExists();
-        throw TesselError::cannotEncode();
+        if (error.code() == std::errc::file_exists) throw destinationExists(to);
+        throw TesselError::cannotEncode().withCause(systemCause(error.code()));
     }
 }
 

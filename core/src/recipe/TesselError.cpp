@@ -24,6 +24,12 @@ TesselError TesselError::cannotCreateContext() { return {Kind::cannotCreateConte
 TesselError TesselError::cannotEncode() { return {Kind::cannotEncode, {}, 0}; }
 TesselError TesselError::destinationExists() { return {Kind::destinationExists, {}, 0}; }
 
+TesselError TesselError::withCause(std::string cause) const {
+    TesselError error = *this;
+    error.cause_ = std::move(cause);
+    return error;
+}
+
 std::string TesselError::errorDescription() const {
     switch (kind_) {
         case Kind::cannotRead: return text_ + " could not be read.";

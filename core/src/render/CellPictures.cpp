@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "tessel/TesselError.hpp"
 
@@ -21,9 +22,11 @@ Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool neares
     const std::int64_t bound = decodeSize(cell.imageFrame);
     // Four fifths of the bound still keep 1.7 pixels per pixel of the cell; for a camera JPEG
     // that is often the next smaller DCT scale, decoded faster and with nothing to reduce.
-    auto picture = decodeUpright(input.url, bound, nearest ? (bound * 4 + 4) / 5 : bound,
-                                 cancellation ? &cancellation->flag() : nullptr);
-    if (!picture) throw TesselError::cannotRead(input.url.filename().string());
+    std::string cause;
+    auto picture =
+        decodeUpright(input.url, bound, nearest ? (bound * 4 + 4) / 5 : bound,
+                      cancellation ? &cancellation->flag() : nullptr, ReduceFilter::linear, &cause);
+    if (!picture) throw TesselError::cannotRead(input.url.filename().string()).withCause(cause);
     return std::move(*picture);
 }
 
@@ -46,10 +49,12 @@ SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, Pic
             // Decoded at the scale the bound asks for, then reduced once, with a cubic filter,
             // to the size the cell draws it at: no copy at the bound, no resampling by cairo.
             const auto decode = [&] {
+                std::string cause;
                 auto picture = decodeUpright(input.url, *drawn, decodeSize(cell.imageFrame),
                                              cancellation ? &cancellation->flag() : nullptr,
-                                             ReduceFilter::cubic);
-                if (!picture) throw TesselError::cannotRead(input.url.filename().string());
+                                             ReduceFilter::cubic, &cause);
+                if (!picture)
+                    throw TesselError::cannotRead(input.url.filename().string()).withCause(cause);
                 return std::move(*picture);
             };
             if (!cache) return std::make_shared<const Bitmap>(decode());

@@ -8,6 +8,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "base/Fatal.hpp"
+#include "base/SystemCause.hpp"
 #include "base/WorkerPool.hpp"
 #include "formats/Encode.hpp"
 #include "render/RenderDriver.hpp"
@@ -109,16 +110,16 @@ SpooledSheet TesselRenderer::renderSpooled(const std::vector<SheetInput>& inputs
                                            const std::filesystem::path& spoolFolder,
                                            const RenderOptions& options) {
     std::unique_ptr<detail::PageSpool> spool;
-    detail::renderPages(inputs, recipe, options,
-                        static_cast<int>(detail::WorkerPool::defaultThreads()),
-                        [&](std::size_t pageCount) {
-                            try {
-                                spool = std::make_unique<detail::PageSpool>(spoolFolder, pageCount);
-                            } catch (const std::system_error&) {
-                                throw TesselError::cannotEncode();
-                            }
-                            return spool.get();
-                        });
+    detail::renderPages(
+        inputs, recipe, options, static_cast<int>(detail::WorkerPool::defaultThreads()),
+        [&](std::size_t pageCount) {
+            try {
+                spool = std::make_unique<detail::PageSpool>(spoolFolder, pageCount);
+            } catch (const std::system_error& error) {
+                throw TesselError::cannotEncode().withCause(detail::systemCause(error.code()));
+            }
+            return spool.get();
+        });
     return {std::move(spool), recipe.pageSize(), recipe.pdfPageSize(),
             static_cast<std::int64_t>(inputs.size())};
 }

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "base/Fatal.hpp"
+#include "base/SystemCause.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "render/CellPictures.hpp"
@@ -107,7 +108,7 @@ std::vector<std::vector<std::uint8_t>> RenderJob::takePages() {
         throw RenderCancelled();
     if (drawError_) throw *drawError_;
     if (unexpected_) std::rethrow_exception(unexpected_);
-    if (encodeFailed_) throw TesselError::cannotEncode();
+    if (encodeFailed_) throw TesselError::cannotEncode().withCause(encodeCause_);
     if (encodedInARowLocked() != encoded_.size()) fatal("render ended with pages missing");
     return std::move(encoded_);
 }
@@ -239,8 +240,10 @@ void RenderJob::encodePage(std::size_t page, ProgressCount& progress) {
         try {
             spool_->put(page, *bytes);
             spooled = true;
-        } catch (const std::system_error&) {
+        } catch (const std::system_error& error) {
             bytes.reset();
+            const std::lock_guard lock(mutex_);
+            encodeCause_ = systemCause(error.code());
         }
     }
     const std::lock_guard lock(mutex_);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -121,7 +122,8 @@ private:
     bool stopped_ = false;
     bool cancelled_ = false;
     bool encodeFailed_ = false;
-    std::size_t failedCell_;  // the earliest failing cell, or the number of cells
+    std::string encodeCause_;  // why a page could not be kept, when the system said
+    std::size_t failedCell_;   // the earliest failing cell, or the number of cells
     std::optional<TesselError> drawError_;
     std::exception_ptr unexpected_;
     std::vector<std::vector<std::uint8_t>> encoded_;
