@@ -14,6 +14,9 @@ std::optional<QString> validationMessage(const SheetRecipe& recipe, std::int64_t
     // Written as negations so that a size that is not a number fails too.
     if (!(recipe.captionFontSize >= 8) || !(recipe.captionFontSize <= 72))
         return QStringLiteral("Caption size must be between 8 and 72 pt.");
+    // The title and footer are set at the caption size, so that size is checked first.
+    if (const auto problem = TesselRenderer::pageTextMarginProblem(recipe))
+        return QString::fromStdString(*problem);
     if (recipe.suffix.find('/') != std::string::npos)
         return QStringLiteral("The filename suffix cannot contain a slash.");
     try {

@@ -23,15 +23,22 @@ namespace tessel {
 struct SheetRenderResult {
     /// One encoded image per page: JPEG when the recipe's output is `jpeg`, PNG otherwise.
     std::vector<std::vector<std::uint8_t>> pages;
-    /// One PDF document holding every page at `pdfPageSize`; made for every output format.
+    /// One PDF document holding every page at `pdfPageSize`, titled with the recipe's title;
+    /// made for every output format. It has no creation date, so the same sheet gives the same
+    /// bytes; `write` dates the PDF it writes with `madeAt`.
     std::vector<std::uint8_t> pdf;
     SheetSize pageSize;     ///< raster pixels
     SheetSize pdfPageSize;  ///< points
     std::int64_t itemCount = 0;
-    /// When the sheet was made: the date of its footers and the PDF's creation date.
+    /// When the sheet was made: the date its footers give, and the creation date of the PDF
+    /// that `write` makes of it.
     std::chrono::system_clock::time_point madeAt;
 
-    friend bool operator==(const SheetRenderResult&, const SheetRenderResult&) = default;
+    /// Pages, PDF, sizes and item count equal: the same sheet, whenever it was made.
+    friend bool operator==(const SheetRenderResult& a, const SheetRenderResult& b) {
+        return a.pages == b.pages && a.pdf == b.pdf && a.pageSize == b.pageSize &&
+               a.pdfPageSize == b.pdfPageSize && a.itemCount == b.itemCount;
+    }
 };
 
 namespace detail {
@@ -54,7 +61,7 @@ public:
     SheetSize pageSize() const { return pageSize_; }        ///< raster pixels
     SheetSize pdfPageSize() const { return pdfPageSize_; }  ///< points
     std::int64_t itemCount() const { return itemCount_; }
-    /// When the sheet was made: the date of its footers and the PDF's creation date.
+    /// When the sheet was made: its footers' date and its PDF's creation date.
     std::chrono::system_clock::time_point madeAt() const { return madeAt_; }
     /// The spool itself, for the core's writer.
     detail::PageSpool& spool() const { return *spool_; }
@@ -121,7 +128,7 @@ struct RenderOptions {
     const RenderCancellation* cancellation = nullptr;
     RenderProgress progress = {};
     PageCompression compression = PageCompression::compact;
-    /// When the sheet was made, for its footers and its PDF; none takes the time the render
+    /// The date the footers give, when the sheet was made; none takes the time the render
     /// starts. Pages of one sheet drawn on their own (`renderPage`) pass the same time.
     std::optional<std::chrono::system_clock::time_point> madeAt = std::nullopt;
 };
@@ -164,7 +171,7 @@ std::vector<std::uint8_t> renderPage(const std::vector<SheetInput>& inputs,
                                      const RenderOptions& options = {});
 
 /// One PDF document of encoded pages (as `render` makes them), each page `pdfPageSize` points,
-/// titled `title` (none when empty), made now: the `pdf` of a render whose pages these are.
+/// titled `title` (none when empty) and dated now.
 /// Throws `cannotCreateContext` when a page cannot be taken apart or the document cannot be
 /// built.
 std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
@@ -184,9 +191,9 @@ std::optional<std::vector<std::uint8_t>> thumbnailData(
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads
 /// every file back to verify it. A blank `baseName` becomes "Contact Sheet". The PDF is the
 /// result's pages put together again, titled with the recipe's title or else the file's base
-/// name. Only the recipe's `output` and `title` are read. Returns the written files in page order;
-/// throws `destinationExists`, `cannotEncode` or `verificationFailed` at the first failure, leaving
-/// the files written before it in place.
+/// name and dated `madeAt`. Only the recipe's `output` and `title` are read. Returns the written
+/// files in page order; throws `destinationExists`, `cannotEncode` or `verificationFailed` at the
+/// first failure, leaving the files written before it in place.
 std::vector<std::filesystem::path> write(const SheetRenderResult& result,
                                          const std::filesystem::path& to,
                                          const std::string& baseName, const SheetRecipe& recipe);

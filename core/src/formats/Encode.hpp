@@ -59,9 +59,10 @@ private:
 };
 
 /// The document information of a sheet: its `title`, the creator "Tessel {version}", the
-/// creation date `madeAt`, and its RGB page images tagged with `rgbProfile`.
+/// creation date `created` (none when absent), and its RGB page images tagged with
+/// `rgbProfile`.
 PdfDocumentInfo sheetDocumentInfo(const std::string& title,
-                                  std::chrono::system_clock::time_point madeAt,
+                                  std::optional<std::chrono::system_clock::time_point> created,
                                   std::span<const std::uint8_t> rgbProfile);
 
 /// One PDF page per page that `encode` produced (PNG or JPEG bytes), each image stretched

@@ -80,7 +80,7 @@ SheetRenderResult renderWithWorkers(const std::vector<SheetInput>& inputs,
     result.pages = renderPages(inputs, recipe, made, workers);
     if (options.cancellation && options.cancellation->isCancelled()) throw RenderCancelled();
     result.pdf = makePDF(result.pages, recipe.pdfPageSize(),
-                         sheetDocumentInfo(recipe.trimmedTitle(), *made.madeAt, srgbProfile()));
+                         sheetDocumentInfo(recipe.trimmedTitle(), std::nullopt, srgbProfile()));
     result.pageSize = recipe.pageSize();
     result.pdfPageSize = recipe.pdfPageSize();
     result.itemCount = static_cast<std::int64_t>(inputs.size());

@@ -131,12 +131,16 @@ void moveToSpool(PdfImageData& image, PageSpool& spool, const std::vector<std::u
 }  // namespace
 
 PdfDocumentInfo sheetDocumentInfo(const std::string& title,
-                                  std::chrono::system_clock::time_point madeAt,
+                                  std::optional<std::chrono::system_clock::time_point> created,
                                   std::span<const std::uint8_t> rgbProfile) {
-    return {title,
-            "Tessel " + std::string(Updater::currentVersion()),
-            std::chrono::duration_cast<std::chrono::seconds>(madeAt.time_since_epoch()).count(),
-            {rgbProfile.begin(), rgbProfile.end()}};
+    PdfDocumentInfo info{title,
+                         "Tessel " + std::string(Updater::currentVersion()),
+                         std::nullopt,
+                         {rgbProfile.begin(), rgbProfile.end()}};
+    if (created)
+        info.created =
+            std::chrono::duration_cast<std::chrono::seconds>(created->time_since_epoch()).count();
+    return info;
 }
 
 void makePDF(PageSpool& spool, SheetSize size, const PdfDocumentInfo& info, const PdfSink& sink) {
