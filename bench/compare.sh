@@ -95,6 +95,12 @@ tesselJob() { # out files...
   local out=$1; shift
   "$TESSEL" --preset contact --output-dir "$out" "$@"
 }
+# The same sheet for printing: 300 ppi, 2480 x 3508 px pages, pictures decoded for cells
+# twice the size.
+tessel300Job() { # out files...
+  local out=$1; shift
+  "$TESSEL" --preset contact --resolution 300 --output-dir "$out" "$@"
+}
 montageJob() { # out files...
   local out=$1; shift
   montage -define jpeg:size=773x773 -auto-orient -label '%t' -pointsize 18 "$@" \
@@ -136,7 +142,7 @@ halves() { # out job files...
   wait $second || status=1
   return $status
 }
-export -f tesselJob montageJob vipsJob floorJob halves
+export -f tesselJob tessel300Job montageJob vipsJob floorJob halves
 export TESSEL=$tessel
 
 # measure TOOL FILES REP JOB ARGS... : runs JOB OUT ARGS... under /usr/bin/time, with OUT a
@@ -171,7 +177,7 @@ measure() {
 checkOutput() {
   local tool=$1 files=$2 out=$3 expected=$((($2 + 11) / 12))
   case $tool in
-    tessel-sheet)
+    tessel-sheet*)
       local pdf
       pdf=$(find "$out" -name '*.pdf' | head -1)
       [ -n "$pdf" ] && [ "$(pdfinfo "$pdf" 2>/dev/null | awk '/^Pages:/ { print $2 }')" = "$expected" ] &&
@@ -202,6 +208,7 @@ for rep in $(seq 1 "$reps"); do
     set -- "${corpus[@]:0:files}"
     if [ "$peersOnly" = 0 ]; then
       measure tessel-sheet "$files" "$rep" tesselJob "$@"
+      [ "$files" = 48 ] && measure "tessel-sheet 300" "$files" "$rep" tessel300Job "$@"
     fi
     measure "montage" "$files" "$rep" montageJob "$@"
     measure "montage x2" "$files" "$rep" halves montageJob "$@"

@@ -10,6 +10,7 @@ import statistics
 import sys
 
 TESSEL = "tessel-sheet"
+TESSEL_300 = "tessel-sheet 300"  # the same sheet at 300 ppi: a cost, not a peer
 IMAGES_PER_PAGE = 12
 
 
@@ -49,7 +50,9 @@ def ratios(summary):
         if tool != TESSEL or not tessel["ok"]:
             continue
         peers = [
-            (t, e) for (t, f), e in summary.items() if f == files and t != TESSEL and e["ok"]
+            (t, e)
+            for (t, f), e in summary.items()
+            if f == files and not t.startswith(TESSEL) and e["ok"]
         ]
         if not peers:
             continue
@@ -65,6 +68,21 @@ def ratios(summary):
                 f"{label:<22} {tessel['wall'] / e['wall']:>7.2f} {tessel['cpu'] / e['cpu']:>7.2f}"
                 f" {peak:>7}"
             )
+    return lines
+
+
+def resolution_cost(summary):
+    lines = []
+    for (tool, files), high in summary.items():
+        standard = summary.get((TESSEL, files))
+        if tool != TESSEL_300 or not high["ok"] or not standard or not standard["ok"]:
+            continue
+        lines.append("")
+        lines.append(
+            f"300 ppi / 150 ppi on {files} files: wall {high['wall'] / standard['wall']:.2f},"
+            f" CPU {high['cpu'] / standard['cpu']:.2f}, peak {high['peak'] / standard['peak']:.2f}"
+            " (four times the pixels)"
+        )
     return lines
 
 
@@ -93,7 +111,7 @@ def main():
         sys.exit("usage: summarize.py runs.tsv")
     summary = load(sys.argv[1])
     print()
-    print("\n".join(table(summary) + ratios(summary) + growth(summary)))
+    print("\n".join(table(summary) + ratios(summary) + resolution_cost(summary) + growth(summary)))
 
 
 if __name__ == "__main__":

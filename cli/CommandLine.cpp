@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tessel/Layout.hpp"
 #include "tessel/RecipeLimits.hpp"
 #include "tessel/Updater.hpp"
 
@@ -28,6 +29,9 @@ constexpr std::string_view examples = R"(Examples:
       A proof grid of the JPEG files ordered by date taken, written as ~/Desktop/Proofs.pdf.
   curl -s https://example.com/p.jpg | tessel-sheet --format png --stdin-name p.jpg - b.png
       Numbered PNG pages of an image read from standard input and b.png.
+  tessel-sheet --resolution 300 --title "Trip, day 1" --page-numbers ~/Pictures/Trip
+      A contact sheet to print: 300 pixels per inch, a title on every page and "Page N of M"
+      with today's date at the foot.
   tessel-sheet --inspect IMG_0001.HEIC
       One JSON line with the size, frame count, file size, date and camera of the image.
   tessel-sheet --beside --notify --preset proof "Trip/Day 1.jpg" Trip/Day\ 2
@@ -104,8 +108,14 @@ void checkFileName(std::string_view option, const std::string& name, bool mayBeB
 // message names the option and the form it wants.
 struct RawOptions {
     std::string preset, paper, orientation, size, columns, rows, margin, spacing, background, fit,
-        caption, captionAlign, captionSize, captionColor, format, quality, sort;
+        caption, captionAlign, captionSize, captionColor, format, quality, sort, resolution, title;
 };
+
+// --resolution takes pixels per inch, as printing dialogs do.
+constexpr std::array<std::pair<std::string_view, SheetResolution>, 2> resolutionsPerInch{{
+    {"150", SheetResolution::standard},
+    {"300", SheetResolution::high},
+}};
 
 struct Registered {
     CLI::Option* option;
@@ -142,6 +152,13 @@ SheetCommand convert(const RawOptions& raw, const std::vector<Registered>& optio
     if (given(raw.captionColor)) o.captionColor = parseColor("--caption-color", raw.captionColor);
     if (given(raw.format)) o.output = parseChoice<SheetOutputFormat>("--format", raw.format);
     if (given(raw.quality)) o.jpegQuality = parseNumber("--quality", raw.quality, 0, 1, "0 to 1");
+    if (given(raw.resolution)) {
+        for (const auto& [perInch, resolution] : resolutionsPerInch)
+            if (raw.resolution == perInch) o.resolution = resolution;
+        if (!o.resolution)
+            usage("--resolution", "expected 150 or 300, got " + inQuotes(raw.resolution));
+    }
+    if (given(raw.title)) o.title = raw.title;
     if (given(raw.sort)) {
         if (raw.sort == "filename")
             command.order = ImageOrder::filename;
@@ -239,6 +256,14 @@ void applyOverrides(const RecipeOverrides& o, SheetRecipe& r) {
     if (o.captionColor) r.captionColor = *o.captionColor;
     if (o.output) r.output = *o.output;
     if (o.jpegQuality) r.jpegQuality = *o.jpegQuality;
+    if (o.resolution) r.resolution = *o.resolution;
+    if (o.title) r.title = *o.title;
+    if (o.pageNumbers) r.pageNumbers = true;
+}
+
+void checkPageText(const SheetRecipe& recipe) {
+    if (const auto problem = TesselRenderer::pageTextMarginProblem(recipe))
+        throw UsageError(*problem);
 }
 
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
@@ -323,6 +348,12 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     text("--caption-color", raw.captionColor, "Caption colour, e.g. #000000", "#RRGGBB", fields);
     text("--format", raw.format, "Output: pdf, png or jpeg (numbered pages)", "FORMAT", fields);
     text("--quality", raw.quality, "JPEG quality from 0 to 1", "Q", fields);
+    text("--resolution", raw.resolution, "Pixels per inch of A4 and Letter pages: 150 or 300",
+         "PPI", fields);
+    text("--title", raw.title, "One line at the top of every page", "TEXT", fields);
+    app.add_flag("--page-numbers", command.overrides.pageNumbers,
+                 "\"Page N of M\" and the date at the foot of every page")
+        ->group(fields);
 
     CLI::Option* inspect =
         app.add_option("--inspect", inspectFiles, "Print what each image holds as JSON lines")

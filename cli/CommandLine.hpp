@@ -37,6 +37,9 @@ struct RecipeOverrides {
     std::optional<SheetColor> captionColor;
     std::optional<SheetOutputFormat> output;
     std::optional<double> jpegQuality;
+    std::optional<SheetResolution> resolution;
+    std::optional<std::string> title;
+    bool pageNumbers = false;  ///< turns them on; a recipe's own stay as they are otherwise
 };
 
 /// Writes every override into `recipe`.
@@ -91,6 +94,10 @@ std::pair<std::int64_t, std::int64_t> parseSize(std::string_view option, std::st
 /// caption size 8 to 72, margin and spacing 0 to 30000. Throws `UsageError` naming `source`,
 /// the key and its range.
 void checkRecipeLimits(const std::string& source, const SheetRecipe& recipe);
+
+/// Refuses a recipe whose margin cannot hold the title and page numbers it asks for, with
+/// the message the window shows. Throws `UsageError`.
+void checkPageText(const SheetRecipe& recipe);
 
 /// The display name a preset has on the command line and in automation ("Contact Sheet").
 std::string_view presetTitle(SheetPreset preset);

@@ -190,6 +190,7 @@ SheetRecipe resolveRecipe(const SheetCommand& command) {
         checkRecipeLimits("--layout: '" + *command.layoutName + "'", result);
     }
     applyOverrides(command.overrides, result);
+    checkPageText(result);
     return result;
 }
 

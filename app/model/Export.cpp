@@ -81,6 +81,10 @@ void AppModel::cancelExport() {
 void AppModel::printSheet() {
     if (!previewResult_ || printTask_) return;
     const SheetPreview& preview = *previewResult_;
+    // The document is titled as an export of it would be.
+    SheetRecipe printed = preview.sheet->recipe;
+    printed.output = SheetOutputFormat::pdf;
+    if (printed.trimmedTitle().empty()) printed.title = baseName_.toStdString();
     if (preview.holdsEveryPage()) {
         // The preview as it stands, at the size its pages were drawn for, even while a newer
         // one is drawn.
@@ -88,7 +92,7 @@ void AppModel::printSheet() {
         for (const auto& page : preview.pages) pages.push_back(page.second);
         std::vector<std::uint8_t> pdf;
         try {
-            pdf = TesselRenderer::makePDF(pages, preview.pdfPageSize);
+            pdf = TesselRenderer::makePDF(pages, preview.pdfPageSize, printed.title);
         } catch (const TesselError&) {
         }
         QByteArray bytes(reinterpret_cast<const char*>(pdf.data()), std::ssize(pdf));
@@ -108,7 +112,7 @@ void AppModel::printSheet() {
     const RenderProgress progress =
         progressOf(&AppModel::printTask_, task, &AppModel::setPrintProgress);
     runInBackground(
-        [sheet = preview.sheet, pictures = pictures_, task, progress] {
+        [sheet = preview.sheet, printed, pictures = pictures_, task, progress] {
             auto folder = std::make_shared<QTemporaryDir>();
             auto outcome = capture<fs::path>(
                 [&] {
@@ -121,11 +125,10 @@ void AppModel::printSheet() {
                                                       {.pictures = pictures.get(),
                                                        .reuse = CachedPictures::nearest,
                                                        .cancellation = task.get(),
-                                                       .progress = progress});
+                                                       .progress = progress,
+                                                       .madeAt = sheet->madeAt});
                     if (task->isCancelled()) throw RenderCancelled();
-                    SheetRecipe document = sheet->recipe;
-                    document.output = SheetOutputFormat::pdf;
-                    return TesselRenderer::write(pages, where, "Print", document).front();
+                    return TesselRenderer::write(pages, where, "Print", printed).front();
                 },
                 TesselError::cannotCreateContext());
             return std::make_tuple(std::move(folder), std::move(outcome), task,

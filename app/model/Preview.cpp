@@ -59,7 +59,8 @@ void AppModel::refreshPreview() {
         return;
     }
     setPreviewTask(previewTask_ + 1);
-    scheduledPreview_ = PreviewSheet{previewTask_, inputs(), recipe_, 0};
+    scheduledPreview_ =
+        PreviewSheet{previewTask_, inputs(), recipe_, 0, std::chrono::system_clock::now()};
     setIsRendering(true);
     // A restarted wait is the cancelled one: a burst of edits draws once, after the last.
     previewTimer_.start();
@@ -137,7 +138,8 @@ void AppModel::drawNextPage() {
                                 {.pictures = pictures.get(),
                                  .reuse = CachedPictures::nearest,
                                  .cancellation = render.cancellation.get(),
-                                 .compression = PageCompression::none});
+                                 .compression = PageCompression::none,
+                                 .madeAt = render.sheet->madeAt});
                         },
                         TesselError::cannotCreateContext());
                     return std::make_pair(render, std::move(outcome));

@@ -4,6 +4,7 @@
 /// first, so a sheet of thousands of images costs no more per edit than a sheet of one page.
 
 #include <QtGlobal>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -21,6 +22,8 @@ struct PreviewSheet {
     std::vector<SheetInput> inputs;
     SheetRecipe recipe;
     qint64 pageCount = 0;
+    /// The date its footers give, the same on every page.
+    std::chrono::system_clock::time_point madeAt;
 };
 
 /// The pages of one preview drawn so far.

@@ -47,6 +47,9 @@ QWidget* OptionsPane::makePageSection(QWidget* parent) {
     auto* section = new OptionSection(QStringLiteral("Page"), parent);
     section->addRow(QStringLiteral("Paper"),
                     {sized(binder_.popUp(&SheetRecipe::paper, section), popUpWidth)});
+    resolutionRow_ =
+        section->addRow(QStringLiteral("Resolution"),
+                        {sized(binder_.popUp(&SheetRecipe::resolution, section), popUpWidth)});
     section->addRow(QStringLiteral("Orientation"),
                     {binder_.segmented(&SheetRecipe::orientation, section)});
     customWidth_ = binder_.integerField(&SheetRecipe::customWidth, QStringLiteral("Width"),
@@ -95,6 +98,13 @@ QWidget* OptionsPane::makeCaptionSection(QWidget* parent) {
                          unitLabel(QStringLiteral("pt"), section)});
     captionColorRow_ = section->addRow(QStringLiteral("Color"),
                                        {binder_.colorWell(&SheetRecipe::captionColor, section)});
+    // Set in the captions' font, size and colour, in the page's top and bottom margins.
+    title_ = sized(binder_.textField(&SheetRecipe::title, section), popUpWidth);
+    title_->setPlaceholderText(QStringLiteral("None"));
+    section->addRow(QStringLiteral("Page title"), {title_});
+    section->addRow(QString(),
+                    {binder_.checkBox(&SheetRecipe::pageNumbers,
+                                      QStringLiteral("Page numbers and date"), section)});
     return section;
 }
 

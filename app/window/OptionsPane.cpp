@@ -141,10 +141,14 @@ void OptionsPane::refresh() {
     binder_.refresh();
     const SheetRecipe& recipe = model_.recipe();
     const bool captions = recipe.caption != SheetCaption::none;
+    // The title and page numbers are set in the captions' size and colour.
+    const bool text = captions || !recipe.trimmedTitle().empty() || recipe.pageNumbers;
     customSizeRow_->setVisible(recipe.paper == SheetPaper::custom);
+    // Only paper has inches; pixel canvases are drawn at their own size.
+    resolutionRow_->setVisible(recipe.pixelsPerInch().has_value());
     alignmentRow_->setVisible(captions);
-    sizeRow_->setVisible(captions);
-    captionColorRow_->setVisible(captions);
+    sizeRow_->setVisible(text);
+    captionColorRow_->setVisible(text);
     qualityRow_->setVisible(recipe.output == SheetOutputFormat::jpeg);
     qualityValue_->setText(texts::percent(recipe.jpegQuality));
     outputNote_->setText(

@@ -30,6 +30,8 @@ public:
     // The parts a test or the window looks at.
     QPushButton* presetsButton() const { return presets_; }
     QWidget* customSizeRow() const { return customSizeRow_; }
+    QWidget* resolutionRow() const { return resolutionRow_; }
+    QLineEdit* title() const { return title_; }
     NumberField* customWidth() const { return customWidth_; }
     NumberField* customHeight() const { return customHeight_; }
     QSpinBox* columns() const { return columns_; }
@@ -73,6 +75,8 @@ private:
     RecipeBinder binder_;
     QPushButton* presets_ = nullptr;
     QWidget* customSizeRow_ = nullptr;
+    QWidget* resolutionRow_ = nullptr;
+    QLineEdit* title_ = nullptr;
     NumberField* customWidth_ = nullptr;
     NumberField* customHeight_ = nullptr;
     QSpinBox* columns_ = nullptr;

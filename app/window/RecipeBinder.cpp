@@ -113,6 +113,15 @@ QLineEdit* RecipeBinder::textField(std::string SheetRecipe::*field, QWidget* par
     return edit;
 }
 
+QCheckBox* RecipeBinder::checkBox(bool SheetRecipe::*field, const QString& text, QWidget* parent) {
+    auto* box = new QCheckBox(text, parent);
+    QObject::connect(box, &QCheckBox::clicked, box, [this, field](bool checked) {
+        model_.editRecipe([field, checked](SheetRecipe& recipe) { recipe.*field = checked; });
+    });
+    bind([this, field, box] { box->setChecked(model_.recipe().*field); });
+    return box;
+}
+
 void RecipeBinder::refresh() const {
     for (const auto& reader : readers_) reader();
 }

@@ -4,6 +4,7 @@
 /// `AppModel::editRecipe` call (which also tells the model that the recipe changed); the
 /// controls keep no value of their own.
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QSignalBlocker>
@@ -74,6 +75,9 @@ public:
 
     /// A free text field, written on every edit.
     QLineEdit* textField(std::string SheetRecipe::*field, QWidget* parent);
+
+    /// A check box titled `text`; a click is written at once.
+    QCheckBox* checkBox(bool SheetRecipe::*field, const QString& text, QWidget* parent);
 
     /// Shows the model's recipe in every bound control.
     void refresh() const;

@@ -59,6 +59,11 @@ TEST(Validation, ReportsTheFirstProblemInOrder) {
         {"caption not a number", [](SheetRecipe& r) { r.captionFontSize = std::nan(""); }, caption},
         {"caption 8", [](SheetRecipe& r) { r.captionFontSize = 8; }, std::nullopt},
         {"caption 72", [](SheetRecipe& r) { r.captionFontSize = 72; }, std::nullopt},
+        {"a title over a bad caption size",
+         [](SheetRecipe& r) { r.title = "Trip", r.margin = 0, r.captionFontSize = 80; }, caption},
+        {"page numbers in a margin of 29 before a slash",
+         [](SheetRecipe& r) { r.pageNumbers = true, r.margin = 29, r.suffix = "a/b"; },
+         QStringLiteral("The margin must be at least 30 px for page numbers.")},
         {"suffix a/b", [](SheetRecipe& r) { r.suffix = "a/b"; }, slash},
         {"1001 rows", [](SheetRecipe& r) { r.rows = 1001; },
          QStringLiteral("Rows and columns must be at most 1000.")},
@@ -228,22 +233,23 @@ TEST(Export, WritesTheSameBytesWhetherOrNotThePreviewDecodedThePictures) {
     model.editRecipe([](SheetRecipe& recipe) {
         recipe.columns = 4;
         recipe.rows = 6;
+        recipe.output = SheetOutputFormat::png;  // a PDF would differ in its date
     });
     harness.settle();
     const auto decodedBefore = model.pictureCache().counts().decoded;
     fs::create_directories(harness.path("out"));
-    harness.dialogs.saveAnswers.push_back(harness.path("out") / "cached.pdf");
+    harness.dialogs.saveAnswers.push_back(harness.path("out") / "cached.png");
     model.exportSheet();
     harness.settle();
-    ASSERT_THAT(model.lastExportedURLs(), ElementsAre(harness.path("out") / "cached.pdf"));
+    ASSERT_THAT(model.lastExportedURLs(), ElementsAre(harness.path("out") / "cached.png"));
     EXPECT_EQ(model.pictureCache().counts().decoded, decodedBefore + 3);
 
     std::vector<SheetInput> inputs;
     for (const auto& item : model.items()) inputs.push_back({item.url, item.info});
     const SheetRenderResult plain = TesselRenderer::render(inputs, model.recipe());
-    std::ifstream written(harness.path("out") / "cached.pdf", std::ios::binary);
+    std::ifstream written(harness.path("out") / "cached.png", std::ios::binary);
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(written), {}};
-    EXPECT_EQ(bytes, plain.pdf);
+    EXPECT_EQ(bytes, plain.pages.at(0));
 }
 
 TEST(Presets, ApplyingOneSetsItsRecipeAndClearsTheMarkerAgain) {

@@ -28,7 +28,8 @@ TEST(CommandLine, OverridesApplyOverTheChosenRecipe) {
     std::istringstream text(
         "tessel-sheet --preset proof --caption filenameAndDate --caption-align right "
         "--caption-size 12.5 --caption-color #102030 --quality 0.5 --fit fill "
-        "--orientation portrait --sort filename a.jpg -");
+        "--orientation portrait --sort filename --resolution 300 --title Trip --page-numbers "
+        "a.jpg -");
     const std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
     std::vector<const char*> argv;
     for (const std::string& word : words) argv.push_back(word.c_str());
@@ -44,7 +45,15 @@ TEST(CommandLine, OverridesApplyOverTheChosenRecipe) {
     expected.jpegQuality = 0.5;
     expected.fit = SheetFit::fill;
     expected.orientation = SheetOrientation::portrait;
+    expected.resolution = SheetResolution::high;
+    expected.title = "Trip";
+    expected.pageNumbers = true;
     EXPECT_EQ(resolveRecipe(*parsed.command), expected);
+    // Each option is named in the help.
+    const char* help[] = {"tessel-sheet", "--help"};
+    const std::string helpText = parseCommandLine(2, help).text;
+    for (const char* option : {"--resolution PPI", "--title TEXT", "--page-numbers"})
+        EXPECT_NE(helpText.find(option), std::string::npos) << option;
 }
 
 TEST(CommandLine, UsageErrorsExitWithTwoAndSayWhatIsWanted) {
@@ -57,6 +66,9 @@ TEST(CommandLine, UsageErrorsExitWithTwoAndSayWhatIsWanted) {
         {{"--columns", "0"}, "--columns: expected a whole number from 1 to 1000, got '0'"},
         {{"--quality", "1.5"}, "--quality: expected a number from 0 to 1, got '1.5'"},
         {{"--caption-size", "nan"}, "--caption-size: expected a number from 8 to 72, got 'nan'"},
+        {{"--resolution", "600"}, "--resolution: expected 150 or 300, got '600'"},
+        {{"--title", "Trip", "--page-numbers", "--margin", "20", "a.jpg"},
+         "The margin must be at least 30 px for the title and page numbers."},
         {{"--stdin-name", "a/b.jpg", "-"}, "--stdin-name: expected a file name"},
         {{"--preset", "proof", "--layout", "Trip"}, "--preset excludes --layout"},
         {{"--beside", "--output-dir", "out", "a.jpg"}, "--output-dir excludes --beside"},

@@ -84,6 +84,49 @@ TEST(SheetTool, ImageFormatsWriteNumberedPagesShapedByTheFields) {
     }
 }
 
+// A sheet for printing: 300 ppi A4 with a title and page numbers. The PDF's pages are one
+// 2480 × 3508 sRGB image each on an A4 page and the document names its title and creator;
+// PNG and JPEG pages carry their density and sRGB.
+TEST(SheetTool, PrintSheetsAreHighResolutionTaggedAndTitled) {
+    ToolSandbox sandbox;
+    const Strings images = photos(sandbox, 13);
+    const Strings print{
+        "--resolution",        "300", "--title", "Trip, day 1", "--page-numbers", "--output-dir",
+        sandbox.root() / "out"};
+    ASSERT_EQ(sandbox.run(concat(print, images)).exitStatus, 0);
+    const fs::path pdf = sandbox.root() / "out/Contact Sheet.pdf";
+    const std::string info = runProgram(sandbox.root(), {"pdfinfo", pdf}).out;
+    EXPECT_TRUE(std::regex_search(info, std::regex("Title: +Trip, day 1\n"))) << info;
+    EXPECT_TRUE(std::regex_search(info, std::regex("\nCreator: +Tessel \\S+\n"))) << info;
+    EXPECT_TRUE(std::regex_search(info, std::regex("\nCreationDate: +\\S"))) << info;
+    const Strings listed = lines(runProgram(sandbox.root(), {"pdfimages", "-list", pdf}).out);
+    ASSERT_EQ(listed.size(), 4u);  // a heading, a rule and one image per page
+    for (std::size_t i = 2; i < listed.size(); ++i)
+        EXPECT_TRUE(std::regex_search(listed[i], std::regex(R"(image +2480 +3508 +icc +3 +8 )")))
+            << listed[i];
+    for (const auto& [w, h] : pdfPageSizes(pdf))
+        EXPECT_LT(std::hypot(w - 595.28, h - 841.89), 0.01);
+
+    using namespace std::string_literals;
+    const std::pair<std::string, Strings> pages[] = {
+        // sRGB, perceptual; 11811 pixels per metre both ways
+        {"png", {"sRGB\0"s, "pHYs\0\0\x2E\x23\0\0\x2E\x23\x01"s}},
+        // JFIF in dots per inch, 300 both ways; the profile
+        {"jpeg", {"JFIF\0\x01\x01\x01\x01\x2C\x01\x2C"s, "ICC_PROFILE\0"s}}};
+    for (const auto& [format, tags] : pages) {
+        ASSERT_EQ(sandbox.run(concat({"--format", format, "--name", format}, concat(print, images)))
+                      .exitStatus,
+                  0);
+        const fs::path first =
+            sandbox.root() / "out" / (format + "-1." + (format == "png" ? "png" : "jpg"));
+        const auto [width, height, corner] = readPicture(first);
+        EXPECT_EQ(std::pair(width, height), std::pair(2480, 3508));
+        const std::string bytes = fileBytes(first);
+        for (const std::string& tag : tags)
+            EXPECT_NE(bytes.find(tag), std::string::npos) << format << " " << tag.substr(0, 4);
+    }
+}
+
 TEST(SheetTool, HeifPhotosAreReadLikeAnyOther) {
     // The tool loads the HEIF decoder only when a file needs it.
     ToolSandbox sandbox;

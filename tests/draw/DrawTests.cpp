@@ -335,7 +335,7 @@ TEST(CaptionDrawing, AlignsTruncatesAndClipsTheLineToItsBand) {
             r.captionAlignment = alignment;
             r.captionFontSize = c.fontSize;
             detail::PageCanvas canvas(600, 200, SheetColor::white());
-            canvas.drawCaption(c.text, c.where, r);
+            canvas.drawText(c.text, c.where, detail::captionStyle(r));
             const auto page = canvas.finish();
             const Ink ink = inkOf(page);
             ASSERT_TRUE(ink.any() || !c.aligned);

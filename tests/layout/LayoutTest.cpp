@@ -149,3 +149,71 @@ TEST(Layout, PageCountIsItemsOverPerPageRoundedUp) {
 
 }  // namespace
 }  // namespace tessel
+
+namespace tessel {
+namespace {
+
+SheetRect doubled(const SheetRect& r) { return {r.x * 2, r.y * 2, r.width * 2, r.height * 2}; }
+
+// Paper at high resolution is the same sheet at twice the pixels, refused where the standard
+// one is; pixel canvases ignore the resolution.
+TEST(Layout, HighResolutionPaperIsTheSameSheetAtTwiceThePixels) {
+    for (const SheetPreset preset : allCases<SheetPreset>()) {
+        SCOPED_TRACE(rawValue(preset));
+        SheetRecipe standard = recipe(preset);
+        SheetRecipe high = standard;
+        high.resolution = SheetResolution::high;
+        const auto few = cells(25, standard), many = cells(25, high);
+        const bool paper = standard.paper != SheetPaper::square;
+        for (std::size_t i = 0; i < few.size(); ++i) {
+            EXPECT_EQ(many[i].page, few[i].page);
+            EXPECT_EQ(many[i].frame, paper ? doubled(few[i].frame) : few[i].frame);
+            EXPECT_EQ(many[i].imageFrame, paper ? doubled(few[i].imageFrame) : few[i].imageFrame);
+        }
+        standard.margin = high.margin = 800;
+        EXPECT_EQ(errorOf(1, high), errorOf(1, standard));
+    }
+}
+
+// The title and footer bands are a caption band high, centred in the top and bottom margins
+// and as wide as the grid: never over a cell. A margin that cannot hold them is reported.
+TEST(Layout, TitleAndFooterSitInTheMarginsOrTheMarginIsReported) {
+    SheetRecipe r = recipe(SheetPreset::contact);  // margin 72, caption 18: bands of 29.7
+    EXPECT_EQ(TesselRenderer::pageTextFrames(r), SheetPageTextFrames{});
+    r.title = "  Trip \n";
+    r.pageNumbers = true;
+    r.resolution = SheetResolution::high;
+    const SheetPageTextFrames frames = TesselRenderer::pageTextFrames(r);
+    ASSERT_TRUE(frames.title && frames.footer);
+    expectRect(*frames.title, 144, 3508 - 144 + 42.3, 2480 - 288, 59.4);
+    expectRect(*frames.footer, 144, 42.3, 2480 - 288, 59.4);
+    for (const SheetCell& cell : cells(12, r)) {
+        EXPECT_GE(frames.title->y, cell.frame.y + cell.frame.height);
+        EXPECT_LE(frames.footer->y + frames.footer->height, cell.frame.y);
+    }
+    EXPECT_EQ(TesselRenderer::pageTextMarginProblem(r), std::nullopt);
+
+    const struct {
+        const char* title;
+        bool pageNumbers;
+        std::int64_t margin;
+        double fontSize;
+        std::optional<std::string> problem;
+    } rows[] = {
+        {"Trip", true, 30, 18, std::nullopt},
+        {"Trip", true, 29, 18, "The margin must be at least 30 px for the title and page numbers."},
+        {"Trip", false, 23, 8, "The margin must be at least 24 px for the title."},
+        {" ", true, 0, 72, "The margin must be at least 119 px for page numbers."},
+        {" ", false, -5, 72, std::nullopt},  // nothing to hold
+    };
+    for (const auto& row : rows) {
+        r.title = row.title;
+        r.pageNumbers = row.pageNumbers;
+        r.margin = row.margin;
+        r.captionFontSize = row.fontSize;
+        EXPECT_EQ(TesselRenderer::pageTextMarginProblem(r), row.problem) << row.margin;
+    }
+}
+
+}  // namespace
+}  // namespace tessel

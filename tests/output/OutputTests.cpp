@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using enum SheetOutputFormat;
 using testing::appearedDuring, testing::errorOf, testing::makeResult, testing::writeSheet;
-using testing::readBytes, testing::TemporaryFolder, testing::writeBytes;
+using testing::pdfAsWritten, testing::readBytes, testing::TemporaryFolder, testing::writeBytes;
 
 const std::regex hiddenName{R"(\.orvane-tessel-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12})"};
 
@@ -43,7 +43,8 @@ TEST(Write, NamesTheFilesOfEachFormatAndLeavesNothingElse) {
         std::vector<std::string> names;
         for (std::size_t i = 0; i < written.size(); ++i) {
             names.push_back(written[i].filename().string());
-            EXPECT_EQ(readBytes(written[i]), output == pdf ? result.pdf : result.pages[i]);
+            EXPECT_EQ(readBytes(written[i]),
+                      output == pdf ? pdfAsWritten(result, "Contact Sheet") : result.pages[i]);
         }
         EXPECT_EQ(names, expected);
         // Anything else that appeared was a hidden file of the write, gone at the end.

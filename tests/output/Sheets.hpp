@@ -14,6 +14,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "PageBitmaps.hpp"
+#include "decode/ColorProfile.hpp"
 #include "formats/Encode.hpp"
 
 namespace tessel::testing {
@@ -31,7 +32,7 @@ std::optional<TesselError> errorOf(Action action) {
 /// `count` noise pages of 24 × 32 pixels encoded for `output`, and their PDF.
 inline SheetRenderResult makeResult(SheetOutputFormat output, int count,
                                     SheetSize pdfPage = {612, 792}) {
-    SheetRenderResult result{{}, {}, {24, 32}, pdfPage, count};
+    SheetRenderResult result{{}, {}, {24, 32}, pdfPage, count, {}};
     const SheetOutputFormat pages =
         output == SheetOutputFormat::jpeg ? SheetOutputFormat::jpeg : SheetOutputFormat::png;
     for (int i = 0; i < count; ++i)
@@ -39,6 +40,14 @@ inline SheetRenderResult makeResult(SheetOutputFormat output, int count,
             *detail::encode(noiseBitmap(24, 32, static_cast<unsigned>(i)), pages, 0.9));
     result.pdf = detail::makePDF(result.pages, result.pdfPageSize);
     return result;
+}
+
+/// The PDF `write` makes of `result` when it names the file `name` and the recipe has no
+/// title.
+inline std::vector<std::uint8_t> pdfAsWritten(const SheetRenderResult& result,
+                                              const std::string& name) {
+    return detail::makePDF(result.pages, result.pdfPageSize,
+                           detail::sheetDocumentInfo(name, result.madeAt, detail::srgbProfile()));
 }
 
 /// `TesselRenderer::write` with a recipe whose output is `output`.

@@ -77,6 +77,10 @@ TEST(SavedLayouts, TheFileHoldsCompactJsonAndIsReadBackByTheSameRules) {
     element["extra"] = true;
     std::ofstream(file) << json::array({element}).dump();
     EXPECT_EQ(loadSavedLayouts(file), std::vector<SavedLayout>{trip()});
+    // A file saved before the print settings existed loads with today's values.
+    for (const char* key : {"resolution", "title", "pageNumbers"}) element["recipe"].erase(key);
+    std::ofstream(file) << json::array({element}).dump();
+    EXPECT_EQ(loadSavedLayouts(file), std::vector<SavedLayout>{trip()});
     std::ofstream(file) << json::array({element, tripWith("id", 1)}).dump();
     EXPECT_TRUE(loadSavedLayouts(file).empty());
     EXPECT_TRUE(loadSavedLayouts(folder.path()).empty());  // a folder, not a file

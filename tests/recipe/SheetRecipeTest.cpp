@@ -12,12 +12,18 @@ namespace {
 using nlohmann::json;
 
 // Custom raster sides are raised to 320 but the PDF size keeps the raw sides; landscape swaps.
+// High resolution doubles the pixels of paper only; the PDF page keeps its size.
 TEST(SheetRecipe, PageSizesInBothOrientations) {
     const struct {
         SheetPaper paper;
         std::int64_t customWidth, customHeight;
         SheetSize pixels, points;
+        SheetResolution resolution = SheetResolution::standard;
     } rows[] = {
+        {SheetPaper::a4, 0, 0, {2480, 3508}, {595.28, 841.89}, SheetResolution::high},
+        {SheetPaper::letter, 0, 0, {2550, 3300}, {612, 792}, SheetResolution::high},
+        {SheetPaper::square, 0, 0, {1600, 1600}, {720, 720}, SheetResolution::high},
+        {SheetPaper::custom, 500, 500, {500, 500}, {792, 792}, SheetResolution::high},
         {SheetPaper::a4, 0, 0, {1240, 1754}, {595.28, 841.89}},
         {SheetPaper::letter, 0, 0, {1275, 1650}, {612, 792}},
         {SheetPaper::square, 0, 0, {1600, 1600}, {720, 720}},
@@ -35,6 +41,7 @@ TEST(SheetRecipe, PageSizesInBothOrientations) {
         r.paper = row.paper;
         r.customWidth = row.customWidth;
         r.customHeight = row.customHeight;
+        r.resolution = row.resolution;
         EXPECT_EQ(r.pageSize(), row.pixels);
         EXPECT_EQ(r.pdfPageSize(), row.points);
         r.orientation = SheetOrientation::landscape;
@@ -100,11 +107,12 @@ json presetJSON() { return json::parse(encodeJSON(recipe(SheetPreset::contact)))
 
 TEST(RecipeJson, WritesEveryKeyAndRoundTrips) {
     const json object = presetJSON();
-    EXPECT_EQ(object.size(), 17u);
+    EXPECT_EQ(object.size(), 20u);
     for (const char* key :
-         {"paper", "orientation", "customWidth", "customHeight", "columns", "rows", "margin",
-          "spacing", "background", "fit", "caption", "captionAlignment", "captionFontSize",
-          "captionColor", "output", "jpegQuality", "suffix"})
+         {"paper",       "orientation",      "customWidth",     "customHeight", "columns",
+          "rows",        "margin",           "spacing",         "background",   "fit",
+          "caption",     "captionAlignment", "captionFontSize", "captionColor", "output",
+          "jpegQuality", "suffix",           "resolution",      "title",        "pageNumbers"})
         EXPECT_TRUE(object.contains(key)) << key;
     EXPECT_TRUE(object["columns"].is_number_integer());
     EXPECT_EQ(object["background"],
@@ -114,6 +122,10 @@ TEST(RecipeJson, WritesEveryKeyAndRoundTrips) {
         EXPECT_EQ(decodeRecipeJSON(encodeJSON(r)), r) << rawValue(preset);
     }
     SheetRecipe r = recipe(SheetPreset::contact);
+    r.resolution = SheetResolution::high;
+    r.title = "Trip \u00B7 day 1";
+    r.pageNumbers = true;
+    EXPECT_EQ(decodeRecipeJSON(encodeJSON(r)), r);
     r.suffix = "-\xFF\xFE";  // not UTF-8, yet saving must not fail
     EXPECT_NO_THROW((void)decodeRecipeJSON(encodeJSON(r)));
 }
@@ -121,6 +133,10 @@ TEST(RecipeJson, WritesEveryKeyAndRoundTrips) {
 TEST(RecipeJson, DecodesValuesAsTheyStand) {
     json object = presetJSON();
     object.erase("captionAlignment");
+    // Recipes saved before the print settings lack them, or hold null.
+    object.erase("resolution");
+    object.erase("title");
+    object["pageNumbers"] = nullptr;
     object.update(json::parse(R"({"margin": -5, "jpegQuality": 7.5, "columns": 0, "rows": 3.0,
         "background": {"red": 2, "green": 1, "blue": 1, "alpha": 1}, "unknownKey": [1, 2]})"));
     const SheetRecipe r = decodeRecipeJSON(object.dump());
@@ -131,6 +147,9 @@ TEST(RecipeJson, DecodesValuesAsTheyStand) {
     EXPECT_EQ(r.columns, 0);
     EXPECT_EQ(r.rows, 3);  // a whole float is an integer
     EXPECT_EQ(r.background.red, 2);
+    EXPECT_EQ(r.resolution, SheetResolution::standard);
+    EXPECT_EQ(r.title, "");
+    EXPECT_FALSE(r.pageNumbers);
     object["captionAlignment"] = nullptr;
     EXPECT_EQ(decodeRecipeJSON(object.dump()).captionAlignment, std::nullopt);
 }
@@ -143,7 +162,8 @@ TEST(RecipeJson, StrictTypesAndRequiredKeys) {
         ["captionFontSize", "18"], ["spacing", null], ["suffix"], ["orientation"], ["suffix", 3],
         ["captionColor", {"red": 0, "green": 0, "blue": 0}],
         ["background", {"red": 1, "green": "1", "blue": 1, "alpha": 1}],
-        ["background", [1, 1, 1, 1]]])");
+        ["background", [1, 1, 1, 1]], ["resolution", "300"], ["title", 5],
+        ["pageNumbers", "yes"]])");
     for (const json& c : cases) {
         SCOPED_TRACE(c.dump());
         const std::string key = c[0];

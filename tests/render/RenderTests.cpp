@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include "tessel/TesselError.hpp"
 
 #include "GeneratedImages.hpp"
+#include "decode/ColorProfile.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -135,6 +137,8 @@ TEST(Render, PagesEncodedWhileDrawnAreThePagesDrawnWhole) {
     const auto inputs = photos(folder, 9);
     SheetRecipe contact = recipe(SheetPreset::contact);
     contact.caption = SheetCaption::details;
+    contact.title = "Trip";  // drawn before any row is encoded
+    contact.pageNumbers = true;
     SheetRecipe landscape = recipe(SheetPreset::proof);
     landscape.orientation = SheetOrientation::landscape;
     landscape.fit = SheetFit::fill;
@@ -146,18 +150,23 @@ TEST(Render, PagesEncodedWhileDrawnAreThePagesDrawnWhole) {
     strip.customHeight = 3000;
     strip.columns = 1;
     strip.rows = 5;
+    const auto madeAt = std::chrono::system_clock::now();
     for (const SheetRecipe& r : {contact, landscape, strip}) {
-        const auto rendered = detail::renderWithWorkers(inputs, r, {}, 2);
+        const auto rendered = detail::renderWithWorkers(inputs, r, {.madeAt = madeAt}, 2);
         const auto cells = TesselRenderer::cells(std::ssize(inputs), r);
         for (std::size_t page = 0; page < rendered.pages.size(); ++page) {
             const auto canvas = detail::makePage(r);
+            detail::drawPageText(
+                *canvas, r, {static_cast<std::int64_t>(page), std::ssize(rendered.pages), madeAt});
             for (std::size_t i = 0; i < cells.size(); ++i)
                 if (cells[i].page == static_cast<std::int64_t>(page))
                     detail::drawCell(*canvas, inputs[i], cells[i],
                                      *detail::pictureForCell(inputs[i], cells[i], nullptr,
                                                              CachedPictures::exact, r.fit),
                                      r);
-            const auto whole = detail::encode(canvas->finish(), SheetOutputFormat::png, 1);
+            const auto whole =
+                detail::encode(canvas->finish(), SheetOutputFormat::png, 1, true,
+                               {r.pixelsPerInch().value_or(0), detail::srgbProfile()});
             ASSERT_TRUE(whole);
             EXPECT_TRUE(rendered.pages[page] == *whole) << "page " << page;
         }
@@ -185,9 +194,10 @@ TEST(RenderSpooled, WritesTheSameFilesAsRenderingInMemory) {
             const auto spooled = folder / "spooled" / std::string(rawValue(output));
             std::filesystem::create_directories(inMemory);
             std::filesystem::create_directories(spooled);
+            const RenderOptions made{.madeAt = std::chrono::system_clock::now()};
             const auto expected =
-                TesselRenderer::write(TesselRenderer::render(inputs, r), inMemory, "Trip", r);
-            const SpooledSheet sheet = TesselRenderer::renderSpooled(inputs, r, spooled);
+                TesselRenderer::write(TesselRenderer::render(inputs, r, made), inMemory, "Trip", r);
+            const SpooledSheet sheet = TesselRenderer::renderSpooled(inputs, r, spooled, made);
             EXPECT_EQ(sheet.pageCount(), 2);
             EXPECT_EQ(sheet.itemCount(), 14);
             const auto written = TesselRenderer::write(sheet, spooled, "Trip", r);
@@ -222,6 +232,104 @@ TEST(RenderSpooled, FailsAsRenderDoesAndNeverOverwrites) {
     std::ofstream(folder / "Trip.pdf") << "mine";
     EXPECT_THROW(TesselRenderer::write(sheet, folder.path(), "Trip", r), TesselError);
     EXPECT_EQ(fileBytes(folder / "Trip.pdf"), (Bytes{'m', 'i', 'n', 'e'}));
+}
+
+/// `page` halved: each pixel the mean of a 2 × 2 block.
+detail::RgbaImage halved(const detail::RgbaImage& page) {
+    detail::RgbaImage half{page.width / 2, page.height / 2, {}};
+    half.pixels.resize(static_cast<std::size_t>(half.width * half.height * 4));
+    for (std::int64_t y = 0; y < half.height; ++y)
+        for (std::int64_t x = 0; x < half.width; ++x)
+            for (std::int64_t c = 0; c < 4; ++c) {
+                int sum = 0;
+                for (std::int64_t dy = 0; dy < 2; ++dy)
+                    for (std::int64_t dx = 0; dx < 2; ++dx)
+                        sum += page.pixels[static_cast<std::size_t>(
+                            ((2 * y + dy) * page.width + 2 * x + dx) * 4 + c)];
+                half.pixels[static_cast<std::size_t>((y * half.width + x) * 4 + c)] =
+                    static_cast<std::uint8_t>((sum + 2) / 4);
+            }
+    return half;
+}
+
+/// Where two pages of one size differ by more than `tolerance` in any channel, leaving out
+/// pixels whose centre lies in one of `skipped` (the layout's rectangles): the count and the
+/// bounds in the layout's coordinates.
+struct Difference {
+    std::int64_t count = 0;
+    double left = 1e9, bottom = 1e9, right = -1, top = -1;
+};
+Difference differenceOf(const detail::RgbaImage& a, const detail::RgbaImage& b, int tolerance,
+                        const std::vector<SheetRect>& skipped = {}) {
+    Difference d;
+    for (std::int64_t row = 0; row < a.height; ++row)
+        for (std::int64_t x = 0; x < a.width; ++x) {
+            const double cx = static_cast<double>(x) + 0.5;
+            const double cy = static_cast<double>(a.height - row) - 0.5;
+            if (std::ranges::any_of(skipped, [&](const SheetRect& r) {
+                    return cx >= r.x && cx <= r.x + r.width && cy >= r.y && cy <= r.y + r.height;
+                }))
+                continue;
+            for (std::int64_t c = 0; c < 3; ++c) {
+                const auto at = static_cast<std::size_t>((row * a.width + x) * 4 + c);
+                if (std::abs(a.pixels[at] - b.pixels[at]) <= tolerance) continue;
+                d = {d.count + 1, std::min(d.left, cx), std::min(d.bottom, cy),
+                     std::max(d.right, cx), std::max(d.top, cy)};
+                break;
+            }
+        }
+    return d;
+}
+
+// 300 ppi is the 150 ppi sheet at twice the pixels: halved, its pages are the standard ones,
+// pictures, captions, title and footer in their places. The title and footer change nothing
+// but their bands, and a page drawn on its own is numbered as in the whole sheet.
+TEST(Render, HighResolutionIsTheSameSheetAndTitlesStayInTheirMargins) {
+    TemporaryFolder folder;
+    const auto inputs = photos(folder, 14);
+    const RenderOptions options{.madeAt = std::chrono::system_clock::now()};
+    SheetRecipe plain = recipe(SheetPreset::contact);
+    plain.caption = SheetCaption::details;
+    SheetRecipe titled = plain;
+    titled.title = std::string(200, 'W');  // cut short at the end of the line
+    titled.pageNumbers = true;
+    SheetRecipe high = titled;
+    high.resolution = SheetResolution::high;
+
+    const auto standard = TesselRenderer::render(inputs, titled, options);
+    const auto sharp = TesselRenderer::render(inputs, high, options);
+    const auto untitled = TesselRenderer::render(inputs, plain, options);
+    ASSERT_EQ(sharp.pages.size(), 2u);
+    EXPECT_EQ(sharp.pageSize, (SheetSize{2480, 3508}));
+    EXPECT_EQ(sharp.pdfPageSize, standard.pdfPageSize);
+    EXPECT_TRUE(TesselRenderer::renderPage(inputs, high, 1, options) == sharp.pages[1]);
+    const SheetPageTextFrames bands = TesselRenderer::pageTextFrames(titled);
+    for (std::size_t page = 0; page < 2; ++page) {
+        SCOPED_TRACE(page);
+        const auto low = detail::decodePNG(standard.pages[page]);
+        const auto fine = detail::decodePNG(sharp.pages[page]);
+        const auto bare = detail::decodePNG(untitled.pages[page]);
+        ASSERT_TRUE(low && fine && bare);
+        ASSERT_EQ(fine->width, 2480);
+        ASSERT_EQ(fine->height, 3508);
+        // Only the edges of letters differ much: a picture or caption one pixel out of place
+        // would differ along all its edges, some 15,000 pixels.
+        const std::int64_t area = low->width * low->height;
+        EXPECT_LT(differenceOf(halved(*fine), *low, 48).count, area / 200);
+        EXPECT_LT(differenceOf(halved(*fine), *low, 160).count, area / 10000);
+
+        const SheetRect title = *bands.title, footer = *bands.footer;
+        EXPECT_EQ(differenceOf(*low, *bare, 0, {title, footer}).count, 0);
+        // The title, cut short, spans its band; the footer has the date at its left end and
+        // the page number at its right.
+        const Difference inTitle = differenceOf(*low, *bare, 0, {footer});
+        EXPECT_GT(inTitle.right - inTitle.left, title.width - 60);
+        EXPECT_GE(inTitle.bottom, title.y);
+        const Difference inFooter = differenceOf(*low, *bare, 0, {title});
+        EXPECT_LT(inFooter.left, footer.x + 4);
+        EXPECT_GT(inFooter.right, footer.x + footer.width - 4);
+        EXPECT_LE(inFooter.top, footer.y + footer.height);
+    }
 }
 
 TEST(Render, FailsInTheOrderOfItsSteps) {

@@ -1,5 +1,6 @@
 // The options pane driven with the keyboard and mouse.
 
+#include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
 #include <QLabel>
@@ -121,6 +122,38 @@ TEST_F(OptionsPaneTest, NoCaptionHidesThreeRowsWhoseValuesComeBack) {
     EXPECT_TRUE(pane()->sizeRow()->isVisible());
     EXPECT_EQ(control<QLineEdit>(pane(), "Size")->text().toStdString(), "18");
     EXPECT_EQ(control<app::SegmentedControl>(pane(), "Alignment")->currentIndex(), 1);
+}
+
+// Resolution is offered for paper only. The title and page numbers are set in the captions'
+// size and colour, so those rows show while either is on, also without captions.
+TEST_F(OptionsPaneTest, PrintSettingsShowWhereTheyApply) {
+    auto* resolution = control<QComboBox>(pane(), "Resolution");
+    ASSERT_NE(resolution, nullptr);
+    EXPECT_EQ(shown(resolution), "Standard (150 ppi)");
+    resolution->setFocus();
+    QTest::keyClick(resolution, Qt::Key_Down);
+    EXPECT_EQ(recipe().resolution, SheetResolution::high);
+    ui.model().editRecipe([](SheetRecipe& r) { r.paper = SheetPaper::square; });
+    EXPECT_TRUE(pane()->resolutionRow()->isHidden());
+
+    ui.model().editRecipe([](SheetRecipe& r) { r.caption = SheetCaption::none; });
+    EXPECT_TRUE(pane()->sizeRow()->isHidden());
+    auto* title = control<QLineEdit>(pane(), "Page title");
+    ASSERT_EQ(title, pane()->title());
+    title->setFocus();
+    QTest::keyClicks(title, "Trip");
+    EXPECT_EQ(recipe().title, "Trip");
+    EXPECT_TRUE(pane()->sizeRow()->isVisible());
+    EXPECT_TRUE(pane()->captionColorRow()->isVisible());
+    EXPECT_TRUE(pane()->alignmentRow()->isHidden());
+    title->selectAll();
+    QTest::keyClick(title, Qt::Key_Backspace);
+    EXPECT_EQ(recipe().title, "");
+    EXPECT_TRUE(pane()->sizeRow()->isHidden());
+    for (QCheckBox* box : pane()->findChildren<QCheckBox*>())
+        if (box->text() == "Page numbers and date") QTest::mouseClick(box, Qt::LeftButton);
+    EXPECT_TRUE(recipe().pageNumbers);
+    EXPECT_TRUE(pane()->sizeRow()->isVisible());
 }
 
 TEST_F(OptionsPaneTest, AnAbsentAlignmentShowsCentreAndChoosingItStoresIt) {

@@ -35,8 +35,9 @@ struct RecipeProblem {
 };
 
 /// The first problem of `recipe`, tested in this order: columns, rows, margin, spacing, the
-/// caption's size (also when captions are off; a size that is not a number fails), a slash in
-/// the filename suffix, and a custom page's sides (only for custom paper). Whether the layout
+/// caption's size (also when captions are off; a size that is not a number fails), a margin
+/// too small for the title and page numbers asked for, a slash in the filename suffix, and a
+/// custom page's sides (only for custom paper). Whether the layout
 /// leaves room for pictures is the layout's to say. Nothing when every field is in range.
 std::optional<RecipeProblem> recipeProblem(const SheetRecipe& recipe);
 

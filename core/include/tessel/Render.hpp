@@ -2,6 +2,7 @@
 /// Rendering a list of inspected images into finished pages, and writing them as files.
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -22,13 +23,22 @@ namespace tessel {
 struct SheetRenderResult {
     /// One encoded image per page: JPEG when the recipe's output is `jpeg`, PNG otherwise.
     std::vector<std::vector<std::uint8_t>> pages;
-    /// One PDF document holding every page at `pdfPageSize`; made for every output format.
+    /// One PDF document holding every page at `pdfPageSize`, titled with the recipe's title;
+    /// made for every output format. It has no creation date, so the same sheet gives the same
+    /// bytes; `write` dates the PDF it writes with `madeAt`.
     std::vector<std::uint8_t> pdf;
     SheetSize pageSize;     ///< raster pixels
     SheetSize pdfPageSize;  ///< points
     std::int64_t itemCount = 0;
+    /// When the sheet was made: the date its footers give, and the creation date of the PDF
+    /// that `write` makes of it.
+    std::chrono::system_clock::time_point madeAt;
 
-    friend bool operator==(const SheetRenderResult&, const SheetRenderResult&) = default;
+    /// Pages, PDF, sizes and item count equal: the same sheet, whenever it was made.
+    friend bool operator==(const SheetRenderResult& a, const SheetRenderResult& b) {
+        return a.pages == b.pages && a.pdf == b.pdf && a.pageSize == b.pageSize &&
+               a.pdfPageSize == b.pdfPageSize && a.itemCount == b.itemCount;
+    }
 };
 
 namespace detail {
@@ -41,7 +51,8 @@ class PageSpool;
 class SpooledSheet {
 public:
     SpooledSheet(std::unique_ptr<detail::PageSpool> spool, SheetSize pageSize,
-                 SheetSize pdfPageSize, std::int64_t itemCount);
+                 SheetSize pdfPageSize, std::int64_t itemCount,
+                 std::chrono::system_clock::time_point madeAt);
     SpooledSheet(SpooledSheet&&) noexcept;
     SpooledSheet& operator=(SpooledSheet&&) noexcept;
     ~SpooledSheet();
@@ -50,6 +61,8 @@ public:
     SheetSize pageSize() const { return pageSize_; }        ///< raster pixels
     SheetSize pdfPageSize() const { return pdfPageSize_; }  ///< points
     std::int64_t itemCount() const { return itemCount_; }
+    /// When the sheet was made: its footers' date and its PDF's creation date.
+    std::chrono::system_clock::time_point madeAt() const { return madeAt_; }
     /// The spool itself, for the core's writer.
     detail::PageSpool& spool() const { return *spool_; }
 
@@ -58,6 +71,7 @@ private:
     SheetSize pageSize_;
     SheetSize pdfPageSize_;
     std::int64_t itemCount_ = 0;
+    std::chrono::system_clock::time_point madeAt_;
 };
 
 /// Reports how far a render is: pages finished so far out of the page count. Called from
@@ -114,6 +128,9 @@ struct RenderOptions {
     const RenderCancellation* cancellation = nullptr;
     RenderProgress progress = {};
     PageCompression compression = PageCompression::compact;
+    /// The date the footers give, when the sheet was made; none takes the time the render
+    /// starts. Pages of one sheet drawn on their own (`renderPage`) pass the same time.
+    std::optional<std::chrono::system_clock::time_point> madeAt = std::nullopt;
 };
 
 namespace TesselRenderer {
@@ -146,18 +163,19 @@ std::int64_t pageCount(std::int64_t itemCount, const SheetRecipe& recipe);
 
 /// Draws and encodes page `page` (from 0) of the sheet that `render` makes of `inputs`, and
 /// nothing else: only that page's pictures are decoded, and the bytes are those of the same
-/// page of `render` with the same options. `page` must be below `pageCount`. Throws as
-/// `render` does (`cannotRead` naming the page's first file that fails), and
-/// `RenderCancelled`.
+/// page of `render` with the same options (its footer numbers it in the whole sheet). `page` must
+/// be below `pageCount`. Throws as `render` does (`cannotRead` naming the page's first file that
+/// fails), and `RenderCancelled`.
 std::vector<std::uint8_t> renderPage(const std::vector<SheetInput>& inputs,
                                      const SheetRecipe& recipe, std::int64_t page,
                                      const RenderOptions& options = {});
 
-/// One PDF document of encoded pages (as `render` makes them), each page `pdfPageSize` points:
-/// the `pdf` of a render whose pages these are. Throws `cannotCreateContext` when a page
-/// cannot be taken apart or the document cannot be built.
+/// One PDF document of encoded pages (as `render` makes them), each page `pdfPageSize` points,
+/// titled `title` (none when empty) and dated now.
+/// Throws `cannotCreateContext` when a page cannot be taken apart or the document cannot be
+/// built.
 std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
-                                  SheetSize pdfPageSize);
+                                  SheetSize pdfPageSize, const std::string& title = {});
 
 /// `thumbnailData` made, where it can be, from a picture that a render already keeps in
 /// `cache` (counted as reused): the smallest picture of the file decoded or reduced for at
@@ -171,10 +189,11 @@ std::optional<std::vector<std::uint8_t>> thumbnailData(
 
 /// Writes the result into the folder `to` as "{name}.pdf", or "{name}.png"/"{name}.jpg" for
 /// one page and "{name}-1.png" ... for several, never replacing an existing file, and reads
-/// every file back to verify it. A blank `baseName` becomes "Contact Sheet". Only the
-/// recipe's `output` is read. Returns the written files in page order; throws
-/// `destinationExists`, `cannotEncode` or `verificationFailed` at the first failure, leaving
-/// the files written before it in place.
+/// every file back to verify it. A blank `baseName` becomes "Contact Sheet". The PDF is the
+/// result's pages put together again, titled with the recipe's title or else the file's base
+/// name and dated `madeAt`. Only the recipe's `output` and `title` are read. Returns the written
+/// files in page order; throws `destinationExists`, `cannotEncode` or `verificationFailed` at the
+/// first failure, leaving the files written before it in place.
 std::vector<std::filesystem::path> write(const SheetRenderResult& result,
                                          const std::filesystem::path& to,
                                          const std::string& baseName, const SheetRecipe& recipe);

@@ -39,11 +39,28 @@ struct SheetRecipe {
     double jpegQuality;  ///< nominally 0...1
     std::string suffix;  ///< appended to the base name of exported files
 
+    // Print settings: not constructor arguments, so a recipe made as before keeps the pages
+    // it always had.
+
+    /// How densely `a4` and `letter` pages are drawn; ignored by pixel canvases.
+    SheetResolution resolution = SheetResolution::standard;
+    /// One line at the top of every page, in the top margin; none when blank.
+    std::string title;
+    /// "Page N of M" and the date the sheet was made at the foot of every page.
+    bool pageNumbers = false;
+
     /// max(1, columns) × max(1, rows); aborts the program when the product overflows.
     std::int64_t itemsPerPage() const;
     /// `captionAlignment`, or `center` when it is absent.
     SheetCaptionAlignment effectiveCaptionAlignment() const;
-    /// The raster page in pixels, orientation applied.
+    /// Raster pixels per pixel of the layout's numbers (page, margin, spacing, caption size):
+    /// 2 for `a4` and `letter` at `high` resolution, else 1.
+    double rasterScale() const;
+    /// The density of a paper sheet's raster (150 or 300); nothing for pixel canvases.
+    std::optional<std::int64_t> pixelsPerInch() const;
+    /// The title without white space at either end; empty when there is none.
+    std::string trimmedTitle() const;
+    /// The raster page in pixels, orientation and `rasterScale` applied.
     SheetSize pageSize() const;
     /// The PDF page in points, orientation applied. For `custom` paper it uses the raw
     /// custom sides (no 320-pixel floor), so it can differ in aspect from `pageSize`.
@@ -63,13 +80,15 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The recipe as one compact JSON object with seventeen keys (sixteen when the caption
+/// The recipe as one compact JSON object with twenty keys (nineteen when the caption
 /// alignment is absent).
 std::string encodeJSON(const SheetRecipe& recipe);
 
-/// Decodes a recipe from JSON text. Sixteen keys are required, `captionAlignment` may be
-/// missing or null, unknown keys are ignored, nothing is clamped. Throws
-/// `RecipeDecodingError` on malformed JSON, a missing key, a wrong type or an unknown raw value.
+/// Decodes a recipe from JSON text. Sixteen keys are required; `captionAlignment` may be
+/// missing or null (absent), and so may `resolution`, `title` and `pageNumbers` (standard, no
+/// title, no page numbers), as recipes written before them are. Unknown keys are ignored,
+/// nothing is clamped. Throws `RecipeDecodingError` on malformed JSON, a missing key, a wrong
+/// type or an unknown raw value.
 SheetRecipe decodeRecipeJSON(std::string_view json);
 
 }  // namespace tessel

@@ -1,6 +1,6 @@
 #pragma once
-/// The closed vocabularies of a sheet: preset, paper, orientation, fit, caption mode,
-/// caption alignment and output format, plus the colour and geometry records.
+/// The closed vocabularies of a sheet: preset, paper, resolution, orientation, fit, caption
+/// mode, caption alignment and output format, plus the colour and geometry records.
 ///
 /// Every enumeration has a stable lower-case raw value (stored in JSON and saved layouts)
 /// and a display name (shown in menus). Cases are declared in display order and
@@ -15,6 +15,8 @@ namespace tessel {
 
 enum class SheetPreset { contact, portfolio, proof, square };
 enum class SheetPaper { a4, letter, square, hd, custom };
+/// How densely paper sheets (A4, US Letter) are drawn; pixel canvases ignore it.
+enum class SheetResolution { standard, high };
 enum class SheetOrientation { portrait, landscape };
 enum class SheetFit { fit, fill };
 enum class SheetCaption { none, filename, date, dimensions, camera, filenameAndDate, details };
@@ -51,6 +53,14 @@ struct EnumTable<SheetPaper> {
         {SheetPaper::square, "square", "Square"},
         {SheetPaper::hd, "hd", "16:9"},
         {SheetPaper::custom, "custom", "Custom"},
+    }};
+};
+
+template <>
+struct EnumTable<SheetResolution> {
+    static constexpr std::array<EnumEntry<SheetResolution>, 2> entries{{
+        {SheetResolution::standard, "standard", "Standard (150 ppi)"},
+        {SheetResolution::high, "high", "High (300 ppi)"},
     }};
 };
 

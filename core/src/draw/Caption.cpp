@@ -1,4 +1,5 @@
-// Caption lines: Pango lays out one line, cairo draws it into its band.
+// Lines of text (captions, titles, footers): Pango lays out one line, cairo draws it into its
+// band.
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -77,11 +78,10 @@ PangoLayoutRef truncatedLine(cairo_t* cr, const PangoFontDescription* font, Pang
 
 }  // namespace
 
-void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
-                             const SheetRecipe& recipe) {
+void PageCanvas::drawText(std::string_view text, const SheetRect& band, const TextStyle& style) {
     if (text.empty() || text.size() > INT_MAX) return;
     cairo_t* cr = drawing_->context.get();
-    const double fontSize = usableFontSize(recipe.captionFontSize);
+    const double fontSize = usableFontSize(style.fontSize);
 
     PangoFontDescriptionRef font(pango_font_description_new());
     pango_font_description_set_family(font.get(), captionFontFamilies);
@@ -102,7 +102,7 @@ void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
 
     const SheetRect device = toDevice(band);
     double x = device.x + (device.width - width) / 2;
-    switch (recipe.effectiveCaptionAlignment()) {
+    switch (style.alignment) {
         case SheetCaptionAlignment::left: x = device.x; break;
         case SheetCaptionAlignment::right: x = device.x + device.width - width; break;
         case SheetCaptionAlignment::center: break;
@@ -111,7 +111,7 @@ void PageCanvas::drawCaption(std::string_view text, const SheetRect& band,
     const double baseline =
         static_cast<double>(bitmap_.height) - (band.y + (band.height - fontSize) / 2);
 
-    const SheetColor color = recipe.captionColor;
+    const SheetColor color = style.color;
     cairo_save(cr);
     cairo_rectangle(cr, device.x, device.y, device.width, device.height);
     cairo_clip(cr);

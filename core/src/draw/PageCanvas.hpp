@@ -15,6 +15,13 @@ namespace tessel::detail {
 /// The font families captions ask for, best first.
 inline constexpr const char* captionFontFamilies = "Helvetica Neue,Nimbus Sans,sans-serif";
 
+/// How a line of text is set: its size in raster pixels, its colour and its place in the band.
+struct TextStyle {
+    double fontSize = 12;
+    SheetColor color = SheetColor::black();
+    SheetCaptionAlignment alignment = SheetCaptionAlignment::center;
+};
+
 /// A page bitmap being drawn. Not thread-safe: one thread draws at a time, though that may be
 /// a different thread for every call.
 class PageCanvas {
@@ -32,10 +39,10 @@ public:
     /// already is put down as it is, on whole pixels.
     void drawImage(const Bitmap& image, const SheetRect& imageFrame, SheetFit fit);
 
-    /// Sets `text` on one line in `band`: the recipe's caption font size, colour and
-    /// alignment, truncated at the end with "…", clipped to the band. Empty text draws
-    /// nothing.
-    void drawCaption(std::string_view text, const SheetRect& band, const SheetRecipe& recipe);
+    /// Sets `text` on one line in `band` in the caption font: truncated at the end with "…",
+    /// its baseline half the spare height above the band's bottom, clipped to the band.
+    /// Empty text draws nothing.
+    void drawText(std::string_view text, const SheetRect& band, const TextStyle& style);
 
     /// The page as drawn so far, for rows that nothing drawn later can reach.
     const Bitmap& pixels() const;

@@ -12,11 +12,41 @@ std::unique_ptr<PageCanvas> makePage(const SheetRecipe& recipe) {
                                         recipe.background);
 }
 
+TextStyle captionStyle(const SheetRecipe& recipe) {
+    return {recipe.captionFontSize * recipe.rasterScale(), recipe.captionColor,
+            recipe.effectiveCaptionAlignment()};
+}
+
+void drawPageText(PageCanvas& canvas, const SheetRecipe& recipe, const PageNumber& page) {
+    const SheetPageTextFrames frames = TesselRenderer::pageTextFrames(recipe);
+    TextStyle style = captionStyle(recipe);
+    if (frames.title) {
+        // One line: breaks and tabs in a title typed elsewhere are spaces.
+        std::string title = recipe.trimmedTitle();
+        for (char& c : title)
+            if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f') c = ' ';
+        style.alignment = SheetCaptionAlignment::center;
+        canvas.drawText(title, *frames.title, style);
+    }
+    if (frames.footer) {
+        // Each half of the band holds one of the two, so they never run into each other.
+        SheetRect half = *frames.footer;
+        half.width /= 2;
+        style.alignment = SheetCaptionAlignment::left;
+        canvas.drawText(formatCaptionDate(page.madeAt), half, style);
+        half.x += half.width;
+        style.alignment = SheetCaptionAlignment::right;
+        canvas.drawText(
+            "Page " + std::to_string(page.index + 1) + " of " + std::to_string(page.count), half,
+            style);
+    }
+}
+
 void drawCell(PageCanvas& page, const SheetInput& input, const SheetCell& cell,
               const Bitmap& picture, const SheetRecipe& recipe) {
     page.drawImage(picture, cell.imageFrame, recipe.fit);
     if (cell.captionFrame)
-        page.drawCaption(captionText(input, recipe.caption), *cell.captionFrame, recipe);
+        page.drawText(captionText(input, recipe.caption), *cell.captionFrame, captionStyle(recipe));
 }
 
 std::string captionText(const SheetInput& input, SheetCaption mode) {

@@ -7,22 +7,32 @@
 #include "formats/png/Png.hpp"
 
 namespace tessel::detail {
+namespace {
+
+PngTags pngTags(const PageTags& tags) { return {tags.pixelsPerInch, !tags.srgbProfile.empty()}; }
+
+}  // namespace
+
 std::optional<std::vector<std::uint8_t>> encode(const Bitmap& bitmap, SheetOutputFormat as,
-                                                double quality, bool compressed) {
+                                                double quality, bool compressed,
+                                                const PageTags& tags) {
     if (!isWellFormed(bitmap)) return std::nullopt;
     if (as == SheetOutputFormat::jpeg) {
         // JPEG has no alpha: the premultiplied colour is the page composited over black.
         return encodeJPEG(bitmap.width, bitmap.height, jpegQualityScale(quality),
-                          [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); });
+                          [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); },
+                          {tags.pixelsPerInch, tags.srgbProfile});
     }
     if (isOpaque(bitmap)) {
         return encodePNG(
             bitmap.width, bitmap.height, PngColor::rgb,
-            [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); }, compressed);
+            [&](std::int64_t y, std::uint8_t* row) { rgbRow(bitmap, y, row); }, compressed,
+            pngTags(tags));
     }
     return encodePNG(
         bitmap.width, bitmap.height, PngColor::rgba,
-        [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); }, compressed);
+        [&](std::int64_t y, std::uint8_t* row) { straightRgbaRow(bitmap, y, row); }, compressed,
+        pngTags(tags));
 }
 
 std::optional<std::vector<std::uint8_t>> encodeThumbnail(const Bitmap& picture) {
@@ -35,8 +45,8 @@ OpaquePageWriter::OpaquePageWriter(std::unique_ptr<PngRowWriter> png) : png_(std
 OpaquePageWriter::~OpaquePageWriter() = default;
 
 std::unique_ptr<OpaquePageWriter> OpaquePageWriter::start(std::int64_t width, std::int64_t height,
-                                                          bool compressed) {
-    auto png = PngRowWriter::start(width, height, PngColor::rgb, compressed);
+                                                          bool compressed, const PageTags& tags) {
+    auto png = PngRowWriter::start(width, height, PngColor::rgb, compressed, pngTags(tags));
     if (!png) return nullptr;
     return std::unique_ptr<OpaquePageWriter>(new OpaquePageWriter(std::move(png)));
 }

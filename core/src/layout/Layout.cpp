@@ -29,12 +29,23 @@ TesselError noRoom(const char* direction, double side, double usable) {
         "pictures.");
 }
 
+double captionBand(double fontSize) {
+    return std::max(fontSize * captionBandFactor, minimumCaptionBand);
+}
+
+SheetRect scaled(const SheetRect& rect, double scale) {
+    return {rect.x * scale, rect.y * scale, rect.width * scale, rect.height * scale};
+}
+
 }  // namespace
 
 std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) {
     if (itemCount < 1) throw TesselError::noImages();
 
-    const SheetSize page = recipe.pageSize();
+    // Worked out in the recipe's numbers, then scaled: the same sheet at any resolution.
+    const double scale = recipe.rasterScale();
+    const SheetSize raster = recipe.pageSize();
+    const SheetSize page{raster.width / scale, raster.height / scale};
     const std::int64_t columnCount = std::max<std::int64_t>(1, recipe.columns);
     const std::int64_t rowCount = std::max<std::int64_t>(1, recipe.rows);
     std::int64_t perPage = 0;
@@ -52,9 +63,7 @@ std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) 
 
     const double h = usableHeight / nr;
     const double band =
-        recipe.caption == SheetCaption::none
-            ? 0
-            : std::max(recipe.captionFontSize * captionBandFactor, minimumCaptionBand);
+        recipe.caption == SheetCaption::none ? 0 : captionBand(recipe.captionFontSize);
     const double pictureHeight = h - band;
     if (!(pictureHeight > minimumPictureHeight))
         throw TesselError::invalidLayout().withCause(
@@ -75,12 +84,45 @@ std::vector<SheetCell> cells(std::int64_t itemCount, const SheetRecipe& recipe) 
 
         SheetCell cell;
         cell.page = i / perPage;
-        cell.frame = {x, y, w, h};
-        if (band > 0) cell.captionFrame = SheetRect{x, y, w, band};
-        cell.imageFrame = {x, y + band, w, pictureHeight};
+        cell.frame = scaled({x, y, w, h}, scale);
+        if (band > 0) cell.captionFrame = scaled({x, y, w, band}, scale);
+        cell.imageFrame = scaled({x, y + band, w, pictureHeight}, scale);
         result.push_back(cell);
     }
     return result;
+}
+
+double marginForPageText(const SheetRecipe& recipe) {
+    if (recipe.trimmedTitle().empty() && !recipe.pageNumbers) return 0;
+    const double band = captionBand(recipe.captionFontSize);
+    return std::isfinite(band) ? band : minimumCaptionBand;
+}
+
+std::optional<std::string> pageTextMarginProblem(const SheetRecipe& recipe) {
+    const double needed = marginForPageText(recipe);
+    if (needed == 0 || static_cast<double>(recipe.margin) >= needed) return std::nullopt;
+    const bool title = !recipe.trimmedTitle().empty();
+    const std::string what = title && recipe.pageNumbers ? "the title and page numbers"
+                             : title                     ? "the title"
+                                                         : "page numbers";
+    return "The margin must be at least " +
+           std::to_string(static_cast<long long>(std::ceil(needed))) + " px for " + what + ".";
+}
+
+SheetPageTextFrames pageTextFrames(const SheetRecipe& recipe) {
+    const double scale = recipe.rasterScale();
+    const SheetSize raster = recipe.pageSize();
+    const double height = raster.height / scale;
+    const auto m = static_cast<double>(std::max<std::int64_t>(0, recipe.margin));
+    const double band = std::min(marginForPageText(recipe), m);
+    // Centred in its margin; the text's baseline then sits as it does in a caption band.
+    const double inset = (m - band) / 2;
+    const double width = std::max(0.0, raster.width / scale - 2 * m);
+    SheetPageTextFrames frames;
+    if (!recipe.trimmedTitle().empty())
+        frames.title = scaled({m, height - m + inset, width, band}, scale);
+    if (recipe.pageNumbers) frames.footer = scaled({m, inset, width, band}, scale);
+    return frames;
 }
 
 }  // namespace tessel::TesselRenderer

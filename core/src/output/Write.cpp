@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <system_error>
@@ -8,6 +9,7 @@
 
 #include "base/PageSpool.hpp"
 #include "base/SystemCause.hpp"
+#include "decode/ColorProfile.hpp"
 #include "formats/Encode.hpp"
 #include "output/Output.hpp"
 
@@ -99,8 +101,9 @@ struct SheetPages {
     std::size_t count = 0;
     SheetSize pageSize;
     SheetSize pdfPageSize;
-    std::function<void(AtomicFile&)> writePDF;
+    std::function<void(const PdfDocumentInfo&, AtomicFile&)> writePDF;
     std::function<void(std::size_t page, AtomicFile&)> writePage;
+    std::chrono::system_clock::time_point madeAt;
 };
 
 // The files a sheet of `count` pages is written as under `name`.
@@ -124,7 +127,11 @@ void writeSheet(const SheetPages& sheet, const std::vector<std::filesystem::path
                 const SheetRecipe& recipe, const FileNamingCalls& calls,
                 std::vector<std::filesystem::path>& written) {
     if (recipe.output == SheetOutputFormat::pdf) {
-        writeNewFile(files.front(), calls, sheet.writePDF);
+        // Titled by the sheet, else by the name it is saved under.
+        std::string title = recipe.trimmedTitle();
+        if (title.empty()) title = files.front().stem().string();
+        const PdfDocumentInfo info = sheetDocumentInfo(title, sheet.madeAt, srgbProfile());
+        writeNewFile(files.front(), calls, [&](AtomicFile& file) { sheet.writePDF(info, file); });
         written.push_back(files.front());
         verify(files.front(), static_cast<std::int64_t>(sheet.count), sheet.pdfPageSize);
         return;
@@ -179,22 +186,31 @@ std::vector<std::filesystem::path> writeSheetUnderFreeName(const SheetPages& she
 }
 
 SheetPages pagesOf(const SheetRenderResult& result) {
-    return {result.pages.size(), result.pageSize, result.pdfPageSize,
-            [&](AtomicFile& file) { file.write(result.pdf); },
-            [&](std::size_t page, AtomicFile& file) { file.write(result.pages[page]); }};
+    return {result.pages.size(),
+            result.pageSize,
+            result.pdfPageSize,
+            [&](const PdfDocumentInfo& info, AtomicFile& file) {
+                // Put together again: the document carries the name of its file.
+                file.write(makePDF(result.pages, result.pdfPageSize, info));
+            },
+            [&](std::size_t page, AtomicFile& file) { file.write(result.pages[page]); },
+            result.madeAt};
 }
 
 SheetPages pagesOf(const SpooledSheet& sheet) {
     PageSpool& spool = sheet.spool();
-    return {spool.pageCount(), sheet.pageSize(), sheet.pdfPageSize(),
-            [&](AtomicFile& file) {
+    return {spool.pageCount(),
+            sheet.pageSize(),
+            sheet.pdfPageSize(),
+            [&](const PdfDocumentInfo& info, AtomicFile& file) {
                 // The document goes straight into its file as qpdf writes it.
-                makePDF(spool, sheet.pdfPageSize(),
+                makePDF(spool, sheet.pdfPageSize(), info,
                         [&file](const unsigned char* bytes, std::size_t length) {
                             file.write({bytes, length});
                         });
             },
-            [&](std::size_t page, AtomicFile& file) { file.write(spool.read(page)); }};
+            [&](std::size_t page, AtomicFile& file) { file.write(spool.read(page)); },
+            sheet.madeAt()};
 }
 
 }  // namespace

@@ -78,6 +78,12 @@ E enumValue(const json& object, const std::string& key) {
     fail(key, "\"" + text + "\" is not one of its values");
 }
 
+// Keys added after the first recipes were saved: absent or null, they keep their defaults.
+bool present(const json& object, const std::string& key) {
+    const auto it = object.find(key);
+    return it != object.end() && !it->is_null();
+}
+
 SheetColor colorValue(const json& object, const std::string& key) {
     const json& value = required(object, key);
     if (!value.is_object()) fail(key, "expected a colour object, found " + describe(value));
@@ -109,6 +115,9 @@ json recipeToJSON(const SheetRecipe& r) {
         {"output", rawValue(r.output)},
         {"jpegQuality", r.jpegQuality},
         {"suffix", r.suffix},
+        {"resolution", rawValue(r.resolution)},
+        {"title", r.title},
+        {"pageNumbers", r.pageNumbers},
     };
     if (r.captionAlignment) object["captionAlignment"] = rawValue(*r.captionAlignment);
     return object;
@@ -119,23 +128,33 @@ SheetRecipe recipeFromJSON(const json& object) {
     std::optional<SheetCaptionAlignment> alignment;
     if (const auto it = object.find("captionAlignment"); it != object.end() && !it->is_null())
         alignment = enumValue<SheetCaptionAlignment>(object, "captionAlignment");
-    return {enumValue<SheetPaper>(object, "paper"),
-            enumValue<SheetOrientation>(object, "orientation"),
-            integerValue(object, "customWidth"),
-            integerValue(object, "customHeight"),
-            integerValue(object, "columns"),
-            integerValue(object, "rows"),
-            integerValue(object, "margin"),
-            integerValue(object, "spacing"),
-            colorValue(object, "background"),
-            enumValue<SheetFit>(object, "fit"),
-            enumValue<SheetCaption>(object, "caption"),
-            alignment,
-            numberValue(object, "captionFontSize"),
-            colorValue(object, "captionColor"),
-            enumValue<SheetOutputFormat>(object, "output"),
-            numberValue(object, "jpegQuality"),
-            stringValue(object, "suffix")};
+    SheetRecipe recipe{enumValue<SheetPaper>(object, "paper"),
+                       enumValue<SheetOrientation>(object, "orientation"),
+                       integerValue(object, "customWidth"),
+                       integerValue(object, "customHeight"),
+                       integerValue(object, "columns"),
+                       integerValue(object, "rows"),
+                       integerValue(object, "margin"),
+                       integerValue(object, "spacing"),
+                       colorValue(object, "background"),
+                       enumValue<SheetFit>(object, "fit"),
+                       enumValue<SheetCaption>(object, "caption"),
+                       alignment,
+                       numberValue(object, "captionFontSize"),
+                       colorValue(object, "captionColor"),
+                       enumValue<SheetOutputFormat>(object, "output"),
+                       numberValue(object, "jpegQuality"),
+                       stringValue(object, "suffix")};
+    if (present(object, "resolution"))
+        recipe.resolution = enumValue<SheetResolution>(object, "resolution");
+    if (present(object, "title")) recipe.title = stringValue(object, "title");
+    if (present(object, "pageNumbers")) {
+        const json& value = object.at("pageNumbers");
+        if (!value.is_boolean())
+            fail("pageNumbers", "expected a boolean, found " + describe(value));
+        recipe.pageNumbers = value.get<bool>();
+    }
+    return recipe;
 }
 
 }  // namespace tessel::detail

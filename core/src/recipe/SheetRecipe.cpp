@@ -58,6 +58,30 @@ SheetSize oriented(SheetSize size, SheetOrientation orientation) {
 
 }  // namespace
 
+namespace {
+
+constexpr std::int64_t standardPixelsPerInch = 150;
+
+bool isPaper(SheetPaper paper) { return paper == SheetPaper::a4 || paper == SheetPaper::letter; }
+
+}  // namespace
+
+double SheetRecipe::rasterScale() const {
+    return isPaper(paper) && resolution == SheetResolution::high ? 2 : 1;
+}
+
+std::optional<std::int64_t> SheetRecipe::pixelsPerInch() const {
+    if (!isPaper(paper)) return std::nullopt;
+    return static_cast<std::int64_t>(standardPixelsPerInch * rasterScale());
+}
+
+std::string SheetRecipe::trimmedTitle() const {
+    constexpr const char* blanks = " \t\n\v\f\r";
+    const auto first = title.find_first_not_of(blanks);
+    if (first == std::string::npos) return {};
+    return title.substr(first, title.find_last_not_of(blanks) - first + 1);
+}
+
 SheetSize SheetRecipe::pageSize() const {
     SheetSize size;
     switch (paper) {
@@ -70,7 +94,8 @@ SheetSize SheetRecipe::pageSize() const {
                     static_cast<double>(std::max<std::int64_t>(320, customHeight))};
             break;
     }
-    return oriented(size, orientation);
+    const double scale = rasterScale();
+    return oriented({size.width * scale, size.height * scale}, orientation);
 }
 
 SheetSize SheetRecipe::pdfPageSize() const {
@@ -116,7 +141,8 @@ bool operator==(const SheetRecipe& a, const SheetRecipe& b) {
            a.fit == b.fit && a.caption == b.caption && a.captionAlignment == b.captionAlignment &&
            a.captionFontSize == b.captionFontSize && a.captionColor == b.captionColor &&
            a.output == b.output && a.jpegQuality == b.jpegQuality &&
-           canonicallyEqual(a.suffix, b.suffix);
+           canonicallyEqual(a.suffix, b.suffix) && a.resolution == b.resolution &&
+           canonicallyEqual(a.title, b.title) && a.pageNumbers == b.pageNumbers;
 }
 
 SheetRecipe recipe(SheetPreset preset) {

@@ -6,6 +6,7 @@
 
 #include "base/Fatal.hpp"
 #include "base/SystemCause.hpp"
+#include "decode/ColorProfile.hpp"
 #include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "render/CellPictures.hpp"
@@ -56,7 +57,7 @@ std::vector<std::int64_t> finalRowsAfterEachCell(const std::vector<SheetCell>& c
 
 RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
                      const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
-                     const RenderOptions& options, PageSpool* spool)
+                     const PageNumber& firstPage, const RenderOptions& options, PageSpool* spool)
     : inputs_(inputs),
       cells_(cells),
       recipe_(recipe),
@@ -71,6 +72,8 @@ RenderJob::RenderJob(const std::vector<SheetInput>& inputs, const std::vector<Sh
       reuse_(options.reuse),
       cancellation_(options.cancellation),
       compressed_(options.compression == PageCompression::compact),
+      firstPage_(firstPage),
+      tags_{recipe.pixelsPerInch().value_or(0), srgbProfile()},
       spool_(spool),
       pages_(pageCount),
       failedCell_(cells.size()),
@@ -194,12 +197,17 @@ std::optional<std::size_t> RenderJob::drawFrom(std::size_t index, Decoded decode
 
 bool RenderJob::drawOne(std::size_t index, Decoded decoded) {
     PageState& page = pages_[static_cast<std::size_t>(cells_[index].page)];
-    // The page is made before its first picture is looked at, as drawing it alone would.
+    // The page is made before its first picture is looked at, as drawing it alone would. Its
+    // title and footer come first: rows near the top are encoded once the first row of cells
+    // is drawn.
     if (!page.canvas) {
         page.canvas = makePage(recipe_);
+        const auto pageIndex = cells_[index].page;
+        drawPageText(*page.canvas, recipe_,
+                     {firstPage_.index + pageIndex, firstPage_.count, firstPage_.madeAt});
         if (encodeWhileDrawing_) {
             const Bitmap& pixels = page.canvas->pixels();
-            page.writer = OpaquePageWriter::start(pixels.width, pixels.height, compressed_);
+            page.writer = OpaquePageWriter::start(pixels.width, pixels.height, compressed_, tags_);
         }
     }
     if (decoded.error) throw *decoded.error;
@@ -234,7 +242,7 @@ void RenderJob::encodePage(std::size_t page, ProgressCount& progress) {
     // A page that turned out not opaque after all is encoded whole.
     std::optional<std::vector<std::uint8_t>> bytes;
     if (writer) bytes = writer->finish(bitmap);
-    if (!bytes) bytes = encode(bitmap, format, recipe_.jpegQuality, compressed_);
+    if (!bytes) bytes = encode(bitmap, format, recipe_.jpegQuality, compressed_, tags_);
     bool spooled = false;
     if (bytes && spool_) {
         try {

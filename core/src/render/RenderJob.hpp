@@ -23,6 +23,7 @@
 #include "base/PageSpool.hpp"
 #include "base/WorkerPool.hpp"
 #include "draw/PageCanvas.hpp"
+#include "draw/PageDrawing.hpp"
 #include "formats/Encode.hpp"
 #include "render/PictureStore.hpp"
 
@@ -44,10 +45,13 @@ namespace tessel::detail {
 /// picture and page.
 class RenderJob final : public PoolJob {
 public:
-    /// With a `spool`, encoded pages go there instead of into `takePages`'s result.
+    /// With a `spool`, encoded pages go there instead of into `takePages`'s result. The job's
+    /// first page is `firstPage` of its sheet (a page drawn on its own is one of many), which
+    /// its footer says.
     RenderJob(const std::vector<SheetInput>& inputs, const std::vector<SheetCell>& cells,
               const SheetRecipe& recipe, std::size_t pageCount, std::size_t workers,
-              const RenderOptions& options = {}, PageSpool* spool = nullptr);
+              const PageNumber& firstPage, const RenderOptions& options = {},
+              PageSpool* spool = nullptr);
     RenderJob(const RenderJob&) = delete;
     RenderJob& operator=(const RenderJob&) = delete;
 
@@ -110,6 +114,8 @@ private:
     const CachedPictures reuse_;
     const RenderCancellation* const cancellation_;
     const bool compressed_;
+    const PageNumber firstPage_;
+    const PageTags tags_;
     PageSpool* const spool_;
 
     std::atomic<std::size_t> nextCell_{0};

@@ -18,11 +18,18 @@ namespace tessel::detail {
 /// Fills one row (`y` from the top) of `width` R, G, B pixels.
 using JpegRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 
-/// A baseline JPEG (JFIF, 4:2:0, optimised Huffman tables, no other markers) at libjpeg's
-/// `quality` scale, 1 to 100. Nothing when the size is out of JPEG's range or the encoder
-/// fails.
+/// What a page says about itself besides its pixels.
+struct JpegTags {
+    std::int64_t pixelsPerInch = 0;            ///< the JFIF density in dots per inch when above 0
+    std::span<const std::uint8_t> iccProfile;  ///< in APP2 markers when not empty
+};
+
+/// A baseline JPEG (JFIF, 4:2:0, optimised Huffman tables, no other markers but the profile
+/// `tags` may give) at libjpeg's `quality` scale, 1 to 100. Nothing when the size is out of
+/// JPEG's range or the encoder fails.
 std::optional<std::vector<std::uint8_t>> encodeJPEG(std::int64_t width, std::int64_t height,
-                                                    int quality, const JpegRowSource& rows);
+                                                    int quality, const JpegRowSource& rows,
+                                                    const JpegTags& tags = {});
 
 /// libjpeg's quality (1 to 100) for a quality from 0 to 1: round(100 × quality), clamped
 /// first to 0...1 (NaN counts as 0) and then raised to libjpeg's floor of 1, so 0.9 gives 90.

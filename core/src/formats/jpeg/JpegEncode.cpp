@@ -26,7 +26,7 @@ public:
 
     // Holds only plain locals, so leaving it by longjmp skips no destructor.
     bool run(JDIMENSION width, JDIMENSION height, int quality, const JpegRowSource& rows,
-             MemoryDestination& out, std::vector<std::uint8_t>& row) {
+             const JpegTags& tags, MemoryDestination& out, std::vector<std::uint8_t>& row) {
         if (setjmp(errors_.jump) != 0) return false;
         jpeg_create_compress(&info_);
         created_ = true;
@@ -38,7 +38,16 @@ public:
         jpeg_set_defaults(&info_);
         jpeg_set_quality(&info_, quality, TRUE);
         info_.optimize_coding = TRUE;
+        if (tags.pixelsPerInch > 0) {
+            constexpr UINT8 dotsPerInch = 1;
+            info_.density_unit = dotsPerInch;
+            info_.X_density = static_cast<UINT16>(tags.pixelsPerInch);
+            info_.Y_density = static_cast<UINT16>(tags.pixelsPerInch);
+        }
         jpeg_start_compress(&info_, TRUE);
+        if (!tags.iccProfile.empty())
+            jpeg_write_icc_profile(&info_, tags.iccProfile.data(),
+                                   static_cast<unsigned int>(tags.iccProfile.size()));
         while (info_.next_scanline < info_.image_height) {
             rows(info_.next_scanline, row.data());
             JSAMPROW pointer = row.data();
@@ -64,14 +73,17 @@ int jpegQualityScale(double quality) {
 }
 
 std::optional<std::vector<std::uint8_t>> encodeJPEG(std::int64_t width, std::int64_t height,
-                                                    int quality, const JpegRowSource& rows) {
-    if (width < 1 || height < 1 || width > JPEG_MAX_DIMENSION || height > JPEG_MAX_DIMENSION)
+                                                    int quality, const JpegRowSource& rows,
+                                                    const JpegTags& tags) {
+    constexpr std::int64_t largestDensity = 65535;
+    if (width < 1 || height < 1 || width > JPEG_MAX_DIMENSION || height > JPEG_MAX_DIMENSION ||
+        tags.pixelsPerInch > largestDensity)
         return std::nullopt;
     MemoryDestination out;
     std::vector<std::uint8_t> row(static_cast<std::size_t>(width * 3));
     Compressor compressor;
     if (!compressor.run(static_cast<JDIMENSION>(width), static_cast<JDIMENSION>(height), quality,
-                        rows, out, row) ||
+                        rows, tags, out, row) ||
         !out.bytes)
         return std::nullopt;
     return std::vector<std::uint8_t>(out.bytes.get(), out.bytes.get() + out.size);

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "tessel/TesselError.hpp"
+#include "tessel/Updater.hpp"
 
 #include "formats/Encode.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -129,11 +130,24 @@ void moveToSpool(PdfImageData& image, PageSpool& spool, const std::vector<std::u
 
 }  // namespace
 
-void makePDF(PageSpool& spool, SheetSize size, const PdfSink& sink) {
+PdfDocumentInfo sheetDocumentInfo(const std::string& title,
+                                  std::optional<std::chrono::system_clock::time_point> created,
+                                  std::span<const std::uint8_t> rgbProfile) {
+    PdfDocumentInfo info{title,
+                         "Tessel " + std::string(Updater::currentVersion()),
+                         std::nullopt,
+                         {rgbProfile.begin(), rgbProfile.end()}};
+    if (created)
+        info.created =
+            std::chrono::duration_cast<std::chrono::seconds>(created->time_since_epoch()).count();
+    return info;
+}
+
+void makePDF(PageSpool& spool, SheetSize size, const PdfDocumentInfo& info, const PdfSink& sink) {
     const std::string width = pdfNumber(size.width);
     const std::string height = pdfNumber(size.height);
     try {
-        PdfBuilder builder;
+        PdfBuilder builder(info);
         for (std::size_t i = 0; i < spool.pageCount(); ++i) {
             const std::vector<std::uint8_t> bytes = spool.read(i);
             PageImage image = pageFromEncoded(bytes);
@@ -152,11 +166,11 @@ void makePDF(PageSpool& spool, SheetSize size, const PdfSink& sink) {
 }
 
 std::vector<std::uint8_t> makePDF(const std::vector<std::vector<std::uint8_t>>& pages,
-                                  SheetSize size) {
+                                  SheetSize size, const PdfDocumentInfo& info) {
     const std::string width = pdfNumber(size.width);
     const std::string height = pdfNumber(size.height);
     try {
-        PdfBuilder builder;
+        PdfBuilder builder(info);
         // Each page's image is made just before it is added so only one decoded page is alive
         // at a time.
         for (const auto& page : pages) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <exception>
 #include <map>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
+#include <qpdf/QUtil.hh>
 #include <unistd.h>
 
 namespace tessel::detail {
@@ -81,9 +83,33 @@ private:
     const PdfSink& sink_;
 };
 
+// A PDF date in the local time zone, as viewers show it: D:20240105143000+01'00'.
+std::string pdfDate(std::int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm local{};
+    if (!::localtime_r(&time, &local)) return QUtil::qpdf_time_to_pdf_time(QUtil::QPDFTime());
+    // qpdf counts the zone in minutes west of UTC.
+    return QUtil::qpdf_time_to_pdf_time(
+        QUtil::QPDFTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                        local.tm_min, local.tm_sec, static_cast<int>(-local.tm_gmtoff / 60)));
+}
+
+QPDFObjectHandle documentInformation(QPDF& pdf, const PdfDocumentInfo& info) {
+    QPDFObjectHandle dictionary = QPDFObjectHandle::newDictionary();
+    // Text strings in PDFDocEncoding where they fit, else UTF-16 as qpdf chooses.
+    if (!info.title.empty())
+        dictionary.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(info.title));
+    if (!info.creator.empty())
+        dictionary.replaceKey("/Creator", QPDFObjectHandle::newUnicodeString(info.creator));
+    if (info.created)
+        dictionary.replaceKey("/CreationDate", QPDFObjectHandle::newString(pdfDate(*info.created)));
+    return pdf.makeIndirectObject(dictionary);
+}
+
 QPDFObjectHandle makeImageStream(
     QPDF& pdf, ImageSamples& samples,
-    const std::shared_ptr<QPDFObjectHandle::StreamDataProvider>& provider, PdfImageData image) {
+    const std::shared_ptr<QPDFObjectHandle::StreamDataProvider>& provider, PdfImageData image,
+    QPDFObjectHandle rgbSpace) {
     QPDFObjectHandle stream = QPDFObjectHandle::newStream(&pdf);
     QPDFObjectHandle parameters = QPDFObjectHandle::newNull();
     std::string filter = "/DCTDecode";
@@ -99,8 +125,11 @@ QPDFObjectHandle makeImageStream(
     dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Image"));
     dict.replaceKey("/Width", QPDFObjectHandle::newInteger(image.width));
     dict.replaceKey("/Height", QPDFObjectHandle::newInteger(image.height));
-    dict.replaceKey("/ColorSpace",
-                    QPDFObjectHandle::newName(image.colors == 1 ? "/DeviceGray" : "/DeviceRGB"));
+    if (image.colors == 3 && !rgbSpace.isNull())
+        dict.replaceKey("/ColorSpace", rgbSpace);
+    else
+        dict.replaceKey("/ColorSpace", QPDFObjectHandle::newName(image.colors == 1 ? "/DeviceGray"
+                                                                                   : "/DeviceRGB"));
     dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(8));
     samples.add(stream.getObjGen(), std::move(image));
     return stream;
@@ -111,9 +140,24 @@ QPDFObjectHandle makeImageStream(
 struct PdfBuilder::State {
     QPDF pdf;
     std::shared_ptr<ImageSamples> samples = std::make_shared<ImageSamples>();
+    // [/ICCBased profile], shared by every RGB image; null when untagged.
+    QPDFObjectHandle rgbSpace = QPDFObjectHandle::newNull();
 };
 
-PdfBuilder::PdfBuilder() : state_(std::make_unique<State>()) { state_->pdf.emptyPDF(); }
+PdfBuilder::PdfBuilder(const PdfDocumentInfo& info) : state_(std::make_unique<State>()) {
+    QPDF& pdf = state_->pdf;
+    pdf.emptyPDF();
+    if (!info.rgbProfile.empty()) {
+        const std::string bytes(info.rgbProfile.begin(), info.rgbProfile.end());
+        QPDFObjectHandle profile = QPDFObjectHandle::newStream(&pdf, bytes);
+        profile.getDict().replaceKey("/N", QPDFObjectHandle::newInteger(3));
+        profile.getDict().replaceKey("/Alternate", QPDFObjectHandle::newName("/DeviceRGB"));
+        state_->rgbSpace = QPDFObjectHandle::newArray(
+            std::vector<QPDFObjectHandle>{QPDFObjectHandle::newName("/ICCBased"), profile});
+    }
+    if (!info.title.empty() || !info.creator.empty() || info.created)
+        pdf.getTrailer().replaceKey("/Info", documentInformation(pdf, info));
+}
 
 PdfBuilder::~PdfBuilder() = default;
 
@@ -122,10 +166,11 @@ void PdfBuilder::addPage(const std::string& width, const std::string& height, Pd
     QPDF& pdf = state_->pdf;
     ImageSamples& samples = *state_->samples;
     const std::shared_ptr<QPDFObjectHandle::StreamDataProvider> provider = state_->samples;
-    QPDFObjectHandle picture = makeImageStream(pdf, samples, provider, std::move(color));
+    QPDFObjectHandle picture =
+        makeImageStream(pdf, samples, provider, std::move(color), state_->rgbSpace);
     if (alpha)
-        picture.getDict().replaceKey("/SMask",
-                                     makeImageStream(pdf, samples, provider, std::move(*alpha)));
+        picture.getDict().replaceKey(
+            "/SMask", makeImageStream(pdf, samples, provider, std::move(*alpha), state_->rgbSpace));
 
     QPDFObjectHandle contents =
         QPDFObjectHandle::newStream(&pdf, "q " + width + " 0 0 " + height + " 0 0 cm /Im0 Do Q\n");

@@ -41,13 +41,24 @@ struct PdfImageData {
     std::vector<FileRange> fromFile;
 };
 
+/// What a document says about itself in its information dictionary, and the colour space of
+/// its RGB images.
+struct PdfDocumentInfo {
+    std::string title;    ///< none when empty
+    std::string creator;  ///< none when empty
+    /// The creation date in seconds since 1970 (shown in the local time zone); none when absent.
+    std::optional<std::int64_t> created;
+    /// An RGB ICC profile: RGB images are ICCBased on it, DeviceRGB when it is empty.
+    std::vector<std::uint8_t> rgbProfile;
+};
+
 /// Takes the document's bytes as they are written.
 using PdfSink = std::function<void(const unsigned char* bytes, std::size_t size)>;
 
 /// Builds a PDF page by page. Every method throws `std::exception` when qpdf fails.
 class PdfBuilder {
 public:
-    PdfBuilder();
+    explicit PdfBuilder(const PdfDocumentInfo& info = {});
     ~PdfBuilder();
     PdfBuilder(const PdfBuilder&) = delete;
     PdfBuilder& operator=(const PdfBuilder&) = delete;
@@ -57,9 +68,9 @@ public:
     void addPage(const std::string& width, const std::string& height, PdfImageData color,
                  std::optional<PdfImageData> alpha);
 
-    /// The document: PDF 1.4, no document information, an ID derived from the content, and
-    /// the image data exactly as given. The bytes are written straight into the result; the
-    /// document is never held twice.
+    /// The document: PDF 1.4, the document information given at the start (no dictionary when
+    /// it is all empty), an ID derived from the content, and the image data exactly as given. The
+    /// bytes are written straight into the result; the document is never held twice.
     std::vector<std::uint8_t> finish();
 
     /// The same document, handed to `sink` piece by piece as it is written.

@@ -19,13 +19,21 @@ enum class PngColor { gray, rgb, rgba };
 /// Fills one row (`y` from the top) of `width` pixels in the chosen colour type.
 using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 
-/// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk.
-/// The deflate settings favour speed on photographic pages (see PngEncode.cpp); when not
-/// `compressed`, rows are stored as they are, for a page that is read back at once. Nothing
-/// when the size is out of PNG's range or the encoder fails.
+/// What a page says about itself besides its pixels.
+struct PngTags {
+    std::int64_t pixelsPerInch = 0;  ///< a pHYs chunk when above 0
+    /// An sRGB chunk, with the gAMA and cHRM chunks that stand for it in readers without it.
+    bool srgb = false;
+};
+
+/// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk but
+/// those `tags` ask for. The deflate settings favour speed on photographic pages (see
+/// PngEncode.cpp); when not `compressed`, rows are stored as they are, for a page that is read
+/// back at once. Nothing when the size is out of PNG's range or the encoder fails.
 std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
                                                    PngColor color, const PngRowSource& rows,
-                                                   bool compressed = true);
+                                                   bool compressed = true,
+                                                   const PngTags& tags = {});
 
 /// The same PNG written a few rows at a time, as they become ready: the bytes are those
 /// `encodePNG` gives for the same rows.
@@ -33,7 +41,8 @@ class PngRowWriter {
 public:
     /// Nothing when the size is out of PNG's range or the encoder cannot start.
     static std::unique_ptr<PngRowWriter> start(std::int64_t width, std::int64_t height,
-                                               PngColor color, bool compressed = true);
+                                               PngColor color, bool compressed = true,
+                                               const PngTags& tags = {});
     ~PngRowWriter();
     PngRowWriter(const PngRowWriter&) = delete;
     PngRowWriter& operator=(const PngRowWriter&) = delete;

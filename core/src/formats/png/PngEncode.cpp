@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <memory>
 
@@ -29,6 +30,27 @@ std::uint8_t spngColorType(PngColor color) {
     return SPNG_COLOR_TYPE_TRUECOLOR;
 }
 
+bool setTags(spng_ctx* ctx, const PngTags& tags) {
+    if (tags.pixelsPerInch > 0) {
+        // pHYs counts pixels per metre: 150 ppi is 5906, 300 ppi 11811.
+        constexpr double inchesPerMetre = 1 / 0.0254;
+        const auto perMetre = static_cast<std::uint32_t>(
+            std::lround(static_cast<double>(tags.pixelsPerInch) * inchesPerMetre));
+        spng_phys phys{perMetre, perMetre, 1};
+        if (spng_set_phys(ctx, &phys) != 0) return false;
+    }
+    if (tags.srgb) {
+        // The values the PNG specification gives for an sRGB image's gAMA and cHRM.
+        constexpr std::uint32_t srgbGamma = 45455;
+        spng_chrm_int chromaticities{31270, 32900, 64000, 33000, 30000, 60000, 15000, 6000};
+        constexpr std::uint8_t perceptual = 0;
+        if (spng_set_srgb(ctx, perceptual) != 0 || spng_set_gama_int(ctx, srgbGamma) != 0 ||
+            spng_set_chrm_int(ctx, &chromaticities) != 0)
+            return false;
+    }
+    return true;
+}
+
 std::int64_t channels(PngColor color) {
     switch (color) {
         case PngColor::gray: return 1;
@@ -51,7 +73,8 @@ PngRowWriter::PngRowWriter(std::unique_ptr<Encoder> encoder, std::int64_t height
 PngRowWriter::~PngRowWriter() = default;
 
 std::unique_ptr<PngRowWriter> PngRowWriter::start(std::int64_t width, std::int64_t height,
-                                                  PngColor color, bool compressed) {
+                                                  PngColor color, bool compressed,
+                                                  const PngTags& tags) {
     if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return nullptr;
     auto encoder = std::make_unique<Encoder>(Encoder{SpngContext{spng_ctx_new(SPNG_CTX_ENCODER)}});
     spng_ctx* ctx = encoder->ctx.get();
@@ -69,7 +92,7 @@ std::unique_ptr<PngRowWriter> PngRowWriter::start(std::int64_t width, std::int64
                         compressed ? kFilterChoice : SPNG_DISABLE_FILTERING) != 0 ||
         spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressed ? kCompressionLevel : 0) != 0 ||
         spng_set_option(ctx, SPNG_IMG_COMPRESSION_STRATEGY, kCompressionStrategy) != 0 ||
-        spng_set_ihdr(ctx, &ihdr) != 0)
+        spng_set_ihdr(ctx, &ihdr) != 0 || !setTags(ctx, tags))
         return nullptr;
     // Rows are converted one at a time so a page never exists twice in memory.
     if (spng_encode_image(ctx, nullptr, 0, SPNG_FMT_PNG,
@@ -102,8 +125,8 @@ std::optional<std::vector<std::uint8_t>> PngRowWriter::finish() {
 
 std::optional<std::vector<std::uint8_t>> encodePNG(std::int64_t width, std::int64_t height,
                                                    PngColor color, const PngRowSource& rows,
-                                                   bool compressed) {
-    const auto writer = PngRowWriter::start(width, height, color, compressed);
+                                                   bool compressed, const PngTags& tags) {
+    const auto writer = PngRowWriter::start(width, height, color, compressed, tags);
     if (!writer || !writer->writeRows(height, rows)) return std::nullopt;
     return writer->finish();
 }

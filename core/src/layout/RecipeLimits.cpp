@@ -3,6 +3,8 @@
 #include <cmath>
 #include <sstream>
 
+#include "tessel/Layout.hpp"
+
 namespace tessel {
 namespace {
 
@@ -46,6 +48,13 @@ std::optional<RecipeProblem> recipeProblem(const SheetRecipe& recipe) {
           recipe.captionFontSize <= largestCaptionSize))
         return RecipeProblem{"captionFontSize", "from 8 to 72", numberText(recipe.captionFontSize),
                              "Caption size must be between 8 and 72 pt."};
+    // The title and the footer are set at the caption's size, so that is checked first.
+    if (const std::optional<std::string> message = TesselRenderer::pageTextMarginProblem(recipe))
+        return RecipeProblem{"margin",
+                             "at least " +
+                                 numberText(std::ceil(TesselRenderer::marginForPageText(recipe))) +
+                                 " for the title and page numbers asked for",
+                             std::to_string(recipe.margin), *message};
     if (recipe.suffix.find('/') != std::string::npos)
         return RecipeProblem{"suffix", "without a slash", recipe.suffix,
                              "The filename suffix cannot contain a slash."};
