@@ -140,13 +140,15 @@ std::string budgetCause(double width, double height) {
     if (!(megapixels < 1e15)) {
         amount = "far too many";
     } else if (megapixels < 10) {
-        amount = std::to_string(std::llround(megapixels * 10));
-        if (amount.size() < 2) amount.insert(0, "0");
-        amount.insert(amount.size() - 1, ".");
+        const long long tenths = std::llround(megapixels * 10);
+        amount = std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
     } else {
-        amount = std::to_string(std::llround(megapixels));
-        for (auto at = static_cast<std::ptrdiff_t>(amount.size()) - 3; at > 0; at -= 3)
-            amount.insert(static_cast<std::size_t>(at), ",");
+        // Thousands grouped with commas, a digit at a time.
+        const std::string digits = std::to_string(std::llround(megapixels));
+        for (std::size_t i = 0; i < digits.size(); ++i) {
+            if (i > 0 && (digits.size() - i) % 3 == 0) amount += ',';
+            amount += digits[i];
+        }
     }
     return "The image is too large to decode within the memory budget (" + amount + " megapixels).";
 }

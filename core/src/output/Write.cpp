@@ -64,8 +64,13 @@ bool isAllBlank(const std::string& text) {
 // The cause names the file in the way, which the user may not see in the folder they chose
 // (a numbered page, a hidden extension).
 TesselError destinationExists(const std::filesystem::path& file) {
-    return TesselError::destinationExists().withCause(
-        "\"" + file.filename().string() + "\" is already in " + file.parent_path().string() + ".");
+    // Appended piece by piece: GCC 12 warns wrongly about "literal" + string at -O3.
+    std::string cause = "\"";
+    cause += file.filename().string();
+    cause += "\" is already in ";
+    cause += file.parent_path().string();
+    cause += '.';
+    return TesselError::destinationExists().withCause(cause);
 }
 
 }  // namespace
