@@ -58,23 +58,25 @@ std::vector<double> blurred(const std::vector<double>& in, int width, int height
     for (int i = -radius; i <= radius; ++i) sum += kernel[i + radius] = std::exp(-i * i / 4.5);
     for (double& k : kernel) k /= sum;
     const auto at = [](int v, int size) { return v < 0 ? 0 : v >= size ? size - 1 : v; };
+    const auto index = [width](int y, int x) {
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+               static_cast<std::size_t>(x);
+    };
     std::vector<double> across(in.size());
     std::vector<double> out(in.size());
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             double v = 0;
             for (int i = -radius; i <= radius; ++i)
-                v +=
-                    kernel[i + radius] * in[static_cast<std::size_t>(y * width + at(x + i, width))];
-            across[static_cast<std::size_t>(y * width + x)] = v;
+                v += kernel[i + radius] * in[index(y, at(x + i, width))];
+            across[index(y, x)] = v;
         }
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             double v = 0;
             for (int i = -radius; i <= radius; ++i)
-                v += kernel[i + radius] *
-                     across[static_cast<std::size_t>(at(y + i, height) * width + x)];
-            out[static_cast<std::size_t>(y * width + x)] = v;
+                v += kernel[i + radius] * across[index(at(y + i, height), x)];
+            out[index(y, x)] = v;
         }
     return out;
 }

@@ -56,13 +56,13 @@ void AppModel::scheduleThumbnails() {
                                        std::ssize(*bytes))
                           : QByteArray());
             },
-            [](AppModel& model, std::tuple<QUuid, bool, QByteArray> made) {
-                auto& [id, stopped, bytes] = made;
+            [](AppModel& model, const std::tuple<QUuid, bool, QByteArray>& made) {
+                const auto& [id, stopped, bytes] = made;
                 --model.thumbnailsRunning_;
                 if (stopped) {
                     model.thumbnailsStarted_.remove(id);  // made again later
                 } else {
-                    model.thumbnailsMade_.insert(id, std::move(bytes));
+                    model.thumbnailsMade_.insert(id, bytes);
                     // Thumbnails that arrive close together change the list once.
                     if (!model.thumbnailTimer_.isActive()) model.thumbnailTimer_.start();
                 }
