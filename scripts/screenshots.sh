@@ -11,7 +11,7 @@ output="${2:-docs/screenshots}"
 
 if [ ! -f build/dev/build.ninja ]; then cmake --preset dev; fi
 cmake --build --preset dev --target window_screenshots
-program=build/dev/tests/window/window_screenshots
+program=build/dev/app/window_screenshots
 
 if [ -z "$images" ]; then
   # Thirty landscapes and portraits: a sky gradient over plasma ground, each from its own seed,

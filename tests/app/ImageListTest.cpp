@@ -233,25 +233,6 @@ TEST(Reordering, MoveSelectedSwapsAndSwitchesToManualOrder) {
     EXPECT_EQ(model.sort(), ImageSort::filename);
 }
 
-TEST(Reordering, MovePutsTheDraggedItemBeforeTheTarget) {
-    struct Case {
-        int dragged, target;
-        std::vector<std::string> order;
-    };
-    for (const Case& c :
-         {Case{0, 2, {"b.png", "a.png", "c.png"}}, Case{2, 0, {"c.png", "a.png", "b.png"}},
-          Case{1, 1, {"a.png", "b.png", "c.png"}}}) {
-        Harness harness;
-        addImages(harness, {"a.png", "b.png", "c.png"});
-        app::AppModel& model = harness.model();
-        model.chooseSort(ImageSort::filename);
-        model.move(model.items()[static_cast<std::size_t>(c.dragged)].id,
-                   model.items()[static_cast<std::size_t>(c.target)].id);
-        EXPECT_EQ(names(model), c.order);
-        EXPECT_EQ(model.sort(), c.dragged == c.target ? ImageSort::filename : ImageSort::manual);
-    }
-}
-
 TEST(Sorting, ByDatePutsUndatedImagesFirstAndKeepsTies) {
     Harness harness;
     const std::vector<std::pair<std::string, std::string>> files = {
@@ -273,29 +254,6 @@ TEST(Sorting, ByDatePutsUndatedImagesFirstAndKeepsTies) {
         EXPECT_THAT(names(model), ElementsAre("2-undated.jpg", "6-undated.jpg", "4-early.jpg",
                                               "3-tie.jpg", "5-tie.jpg", "1-late.jpg"));
     }
-}
-
-TEST(Removing, RemoveAllEmptiesTheListAndThePreview) {
-    Harness harness;
-    addImages(harness);
-    app::AppModel& model = harness.model();
-    model.applyPreset(SheetPreset::contact);
-    model.editRecipe([](SheetRecipe& recipe) { recipe.columns = recipe.rows = 1; });
-    harness.settle();
-    model.nextPage();
-    ASSERT_EQ(model.previewPage(), 1);
-    model.setErrorMessage(QStringLiteral("kept"));
-
-    model.editRecipe([](SheetRecipe& recipe) { recipe.margin = 10; });  // a preview waits
-    model.removeAll();
-    EXPECT_TRUE(model.items().empty());
-    EXPECT_TRUE(model.selectedID().isNull());
-    EXPECT_EQ(model.previewResult(), std::nullopt);
-    EXPECT_EQ(model.previewPage(), 0);
-    EXPECT_FALSE(model.isRendering());
-    EXPECT_EQ(model.errorMessage(), QStringLiteral("kept"));
-    harness.settle();
-    EXPECT_EQ(model.previewResult(), std::nullopt);  // the cancelled preview never lands
 }
 
 TEST(Revealing, ShowsTheSelectedFileInTheFileViewer) {

@@ -13,69 +13,6 @@ namespace {
 using namespace tessel;
 using namespace tessel::test;
 
-TEST(Model, StartsEmptyWithTheContactPreset) {
-    Harness harness;
-    const app::AppModel& model = harness.model();
-    EXPECT_TRUE(model.items().empty());
-    EXPECT_TRUE(model.selectedID().isNull());
-    EXPECT_EQ(model.selectedItem(), std::nullopt);
-    EXPECT_FALSE(model.isLoading() || model.isRendering() || model.isExporting() ||
-                 model.isDropTargeted() || model.isUpdating() || model.isCheckingForUpdate());
-    EXPECT_TRUE(model.recipe() == recipe(SheetPreset::contact));
-    EXPECT_EQ(model.selectedPreset(), SheetPreset::contact);
-    EXPECT_EQ(model.baseName(), QStringLiteral("Contact Sheet"));
-    EXPECT_EQ(model.sort(), app::ImageSort::manual);
-    EXPECT_EQ(model.previewResult(), std::nullopt);
-    EXPECT_EQ(model.previewPage(), 0);
-    EXPECT_EQ(model.previewTask(), 0u);  // nothing to render at start
-    EXPECT_EQ(model.errorMessage(), std::nullopt);
-    EXPECT_TRUE(model.lastExportedURLs().empty());
-    EXPECT_EQ(model.pageCount(), 1);
-    EXPECT_TRUE(model.currentPreviewData().isEmpty());
-    EXPECT_FALSE(model.canExport());
-    EXPECT_EQ(model.websiteURL(), QUrl(QStringLiteral("https://updates.orvane.com/tessel/")));
-}
-
-TEST(Observation, AnEqualValueNotifiesNobodyAndADifferentOneNotifiesOnce) {
-    Harness harness;
-    app::AppModel& model = harness.model();
-    struct Case {
-        const char* property;
-        void (app::AppModel::*signal)();
-        std::function<void()> assignSame, assignOther;
-    };
-    const QUuid someID = QUuid::createUuid();
-    SheetRecipe other = model.recipe();
-    other.captionColor = SheetColor::white();
-    const Case cases[] = {
-        {"selectedID", &app::AppModel::selectedIDChanged, [&] { model.setSelectedID({}); },
-         [&] { model.setSelectedID(someID); }},
-        {"recipe", &app::AppModel::recipeValueChanged,
-         [&] { model.setRecipe(recipe(SheetPreset::contact)); }, [&] { model.setRecipe(other); }},
-        {"selectedPreset", &app::AppModel::selectedPresetChanged,
-         [&] { model.setSelectedPreset(SheetPreset::contact); },
-         [&] { model.setSelectedPreset(std::nullopt); }},
-        {"sort", &app::AppModel::sortChanged, [&] { model.setSort(app::ImageSort::manual); },
-         [&] { model.setSort(app::ImageSort::date); }},
-        {"baseName", &app::AppModel::baseNameChanged,
-         [&] { model.setBaseName(QStringLiteral("Contact Sheet")); },
-         [&] { model.setBaseName(QStringLiteral("Trip")); }},
-        {"isDropTargeted", &app::AppModel::isDropTargetedChanged,
-         [&] { model.setIsDropTargeted(false); }, [&] { model.setIsDropTargeted(true); }},
-        {"errorMessage", &app::AppModel::errorMessageChanged,
-         [&] { model.setErrorMessage(std::nullopt); },
-         [&] { model.setErrorMessage(QString()); }},  // an empty message is still a message
-    };
-    for (const Case& c : cases) {
-        QSignalSpy spy(&model, c.signal);
-        c.assignSame();
-        EXPECT_EQ(spy.count(), 0) << c.property;
-        c.assignOther();
-        c.assignOther();
-        EXPECT_EQ(spy.count(), 1) << c.property;
-    }
-}
-
 TEST(Observation, TheListNotifiesOnEveryChangeEvenWhenTheOrderStays) {
     Harness harness;
     writeImage(harness.path("a.png"));

@@ -63,24 +63,6 @@ TEST(SavedLayouts, RepeatedNamesAreKeptInSavingOrderAcrossARestart) {
                 ::testing::ElementsAre("Trip", "Trip", "Wide"));
 }
 
-TEST(SavedLayouts, DeletingRemovesOnlyThatIdAndAlwaysRewritesTheFile) {
-    Harness harness;
-    app::AppModel& model = harness.model();
-    model.saveCurrentLayout(QStringLiteral("One"));
-    model.saveCurrentLayout(QStringLiteral("Two"));
-    const SavedLayout one = model.savedLayouts()[0];
-    QSignalSpy changed(&model, &app::AppModel::savedLayoutsChanged);
-
-    model.deleteLayout(one);
-    EXPECT_THAT(layoutNames(model.savedLayouts()), ::testing::ElementsAre("Two"));
-    EXPECT_EQ(loadSavedLayouts(harness.layoutsFile()), model.savedLayouts());
-
-    fs::remove(harness.layoutsFile());
-    model.deleteLayout(one);  // no longer listed
-    EXPECT_EQ(changed.count(), 2);
-    EXPECT_EQ(loadSavedLayouts(harness.layoutsFile()), model.savedLayouts());
-}
-
 TEST(SavedLayouts, AFileWithOneBadElementLoadsNothingAndIsReplacedOnTheNextSave) {
     Harness harness;
     const std::string good = encodeSavedLayouts(

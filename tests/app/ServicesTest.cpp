@@ -130,27 +130,6 @@ void whenShown(Answer answer) {
     });
 }
 
-TEST(Dialogs, AlertsShowTheirButtonsInOrderAndReportTheOneChosen) {
-    app::WidgetDialogs dialogs;
-    const app::Alert alert{QStringLiteral("Tessel"),
-                           QStringLiteral("A new version of Tessel is available"),
-                           QStringLiteral("Version 1.3 is ready."),
-                           {QStringLiteral("Update Now"), QStringLiteral("Later")}};
-    QStringList shown;
-    whenShown<QMessageBox>([&](QMessageBox& box) {
-        QList<QAbstractButton*> buttons = box.buttons();
-        std::ranges::sort(buttons, {},
-                          [](QAbstractButton* b) { return b->mapToGlobal(QPoint()).x(); });
-        for (QAbstractButton* button : buttons) shown << button->text();
-        EXPECT_EQ(box.defaultButton()->text(), QStringLiteral("Update Now"));
-        EXPECT_EQ(box.windowTitle(), QStringLiteral("Tessel"));
-        EXPECT_EQ(box.informativeText(), QStringLiteral("Version 1.3 is ready."));
-        buttons.at(1)->click();
-    });
-    EXPECT_EQ(dialogs.showAlert(alert), 1);
-    EXPECT_EQ(shown, (QStringList{QStringLiteral("Update Now"), QStringLiteral("Later")}));
-}
-
 TEST(Dialogs, TheOpenPanelTakesFilesAndFoldersInOnePick) {
     Harness harness;
     fs::create_directories(harness.path("pick/Folder"));
@@ -177,26 +156,6 @@ TEST(Dialogs, TheOpenPanelTakesFilesAndFoldersInOnePick) {
         {QStringLiteral("Choose images or folders"), QStringLiteral("Add")});
     EXPECT_THAT(chosen, ::testing::UnorderedElementsAre(harness.path("pick/Folder"),
                                                         harness.path("pick/a.png")));
-}
-
-TEST(Dialogs, TheSavePanelProposesTheNameAndReturnsTheLocation) {
-    Harness harness;
-    app::WidgetDialogs dialogs;
-    whenShown<QFileDialog>([&](QFileDialog& dialog) {
-        EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Export Contact Sheet"));
-        EXPECT_EQ(dialog.labelText(QFileDialog::Accept), QStringLiteral("Export"));
-        dialog.setDirectory(QString::fromStdString(harness.path("").string()));
-        auto* name = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-        ASSERT_NE(name, nullptr);
-        EXPECT_EQ(name->text(), QStringLiteral("Trip-sheet.pdf"));
-        static_cast<QDialog&>(dialog).accept();  // as the confirming button does
-    });
-    const auto location =
-        dialogs.chooseSaveLocation({QStringLiteral("Export Contact Sheet"),
-                                    QStringLiteral("Export"), QStringLiteral("Trip-sheet.pdf")});
-    ASSERT_TRUE(location.has_value());
-    EXPECT_EQ(location->filename(), "Trip-sheet.pdf");
-    EXPECT_EQ(location->parent_path(), harness.path("").parent_path());
 }
 
 }  // namespace

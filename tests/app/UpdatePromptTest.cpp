@@ -63,16 +63,6 @@ TEST(Updates, LaterIsRememberedForThatVersionOnly) {
     EXPECT_FALSE(harness.model().isCheckingForUpdate());
 }
 
-TEST(Updates, ANewerVersionThanTheOneLeftForLaterPrompts) {
-    ManifestServer offers14("1.4");
-    Harness harness({offers14.url(), "1.2"});
-    harness.settings->setString(promptedKey, QStringLiteral("1.3"));
-    waitForAutomaticCheck(harness);
-    ASSERT_THAT(harness.dialogs.alerts, ::testing::ElementsAre(prompt("1.4")));
-    // Dismissed without a button: also "Later".
-    EXPECT_EQ(harness.settings->string(promptedKey), QStringLiteral("1.4"));
-}
-
 TEST(Updates, AManualCheckWithoutNetworkSaysUpToDate) {
     Harness harness;  // nobody listens at the manifest's address
     waitForAutomaticCheck(harness);

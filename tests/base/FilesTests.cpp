@@ -163,11 +163,5 @@ TEST(UserFolders, FollowTheBaseDirectoryVariablesWhenTheyAreAbsolute) {
     }
 }
 
-TEST(NewUUIDString, IsFreshAndUpperCase) {
-    const std::string a = newUUIDString(), b = newUUIDString();
-    EXPECT_NE(a, b);
-    EXPECT_TRUE(std::regex_match(a, std::regex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"))) << a;
-}
-
 }  // namespace
 }  // namespace tessel

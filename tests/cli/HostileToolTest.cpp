@@ -70,19 +70,10 @@ TEST(HostileTool, RecipeFilesKeepToTheOptionsRanges) {
     const std::pair<Change, std::string> cases[] = {
         {[](SheetRecipe& r) { r.columns = std::int64_t{1} << 62; },
          "\"columns\" must be from 1 to 1000, got 4611686018427387904"},
-        {[](SheetRecipe& r) { r.columns = 1000000000; },
-         "\"columns\" must be from 1 to 1000, got 1000000000"},
         {[](SheetRecipe& r) { r.rows = 0; }, "\"rows\" must be from 1 to 1000, got 0"},
         {[](SheetRecipe& r) { r.margin = -5; }, "\"margin\" must be from 0 to 30000, got -5"},
-        {[](SheetRecipe& r) { r.spacing = INT64_MAX; },
-         "\"spacing\" must be from 0 to 30000, got 9223372036854775807"},
         {[](SheetRecipe& r) { r.captionFontSize = 100; },
          "\"captionFontSize\" must be from 8 to 72"},
-        {[](SheetRecipe& r) {
-             r.paper = SheetPaper::custom;
-             r.customWidth = 0;
-         },
-         "\"customWidth\" must be from 1 to 30000, got 0"},
         {[](SheetRecipe& r) {
              r.paper = SheetPaper::custom;
              r.customHeight = 40000;

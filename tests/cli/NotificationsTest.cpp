@@ -124,20 +124,5 @@ TEST(Notifications, AFailureShowsItsOwnTextAndNoActions) {
     EXPECT_TRUE(desktop.shownItems().empty());
 }
 
-TEST(Notifications, WithoutANotificationServiceTheSheetIsMadeAndNothingSaid) {
-    ToolSandbox sandbox;
-    const PrivateSessionBus bus;  // nobody owns org.freedesktop.Notifications on it
-    const Strings photos = photographs(sandbox.root() / "Tag 3", 2);
-    for (const Strings& environment : {onBus(sandbox, bus), sandbox.environment()}) {
-        const ToolResult result =
-            runProgram(sandbox.root(), {TESSEL_SHEET, "--beside", "--notify", photos[0], photos[1]},
-                       environment);
-        EXPECT_EQ(result.exitStatus, 0) << result;
-        EXPECT_EQ(result.err, "");
-    }
-    EXPECT_EQ(names(sandbox.root() / "Tag 3"),
-              (Strings{"Contact Sheet 2.pdf", "Contact Sheet.pdf", "Möwe 1.jpg", "Möwe 2.jpg"}));
-}
-
 }  // namespace
 }  // namespace tessel::test

@@ -145,23 +145,6 @@ TEST(SheetTool, HeifPhotosAreReadLikeAnyOther) {
     for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(middle[c], c == 0 ? 220 : 20, 24) << c;
 }
 
-TEST(SheetTool, OutputDirNeverOverwrites) {
-    ToolSandbox sandbox;
-    const fs::path out = sandbox.root() / "sheets" / "new";
-    const Strings arguments = concat({"--output-dir", out, "--name", "Proofs"}, photos(sandbox, 1));
-    EXPECT_EQ(
-        sandbox.run(arguments),
-        (ToolResult{0, "Created a contact sheet.\n" + (out / "Proofs.pdf").string() + "\n", ""}));
-    const std::string bytes = fileBytes(out / "Proofs.pdf");
-    EXPECT_EQ(
-        sandbox.run(arguments),
-        (ToolResult{1, "",
-                    "A file already exists at the destination.\n\"Proofs.pdf\" is already in " +
-                        out.string() + ".\n"}));
-    EXPECT_EQ(fileBytes(out / "Proofs.pdf"), bytes);
-    EXPECT_EQ(names(sandbox.shortcuts()), Strings{});  // nothing was made in the cache
-}
-
 TEST(SheetTool, StandardInputIsStoredUnderItsNameBeforeInspection) {
     ToolSandbox sandbox;
     EXPECT_EQ(sandbox.run({"--stdin-name", "upload.png", "-"}, "<html></html>"),

@@ -183,18 +183,6 @@ TEST(MakePDF, PNGPagesReuseTheirImageDataAndMaskTheAlpha) {
     EXPECT_EQ(std::tuple(alpha[4 * 33 + 4], alpha[4 * 33 + 5], alpha[0]), std::tuple(90, 0, 255));
 }
 
-TEST(MakePDF, JPEGPagesAreEmbeddedUnchanged) {
-    const auto jpeg = *encode(testing::quadrantBitmap(64, 80), SheetOutputFormat::jpeg, 0.8);
-    Document document(makePDF({jpeg, jpeg}, {612, 792}));
-    ASSERT_EQ(document.pages.size(), 2u);
-    auto image = pageImage(document.pages[1]);
-    EXPECT_EQ(image.getDict().getKey("/Filter").getName(), "/DCTDecode");
-    EXPECT_EQ(image.getDict().getKey("/ColorSpace").getName(), "/DeviceRGB");
-    EXPECT_EQ(image.getDict().getKey("/Width").getIntValue(), 64);
-    EXPECT_EQ(image.getDict().getKey("/Height").getIntValue(), 80);
-    EXPECT_EQ(bytesOf(image.getRawStreamData()), jpeg);
-}
-
 TEST(Encode, MalformedInputGivesNothingOrFails) {
     for (const detail::Bitmap& bitmap :
          {detail::Bitmap{0, 10, {}}, detail::Bitmap{10, 0, {}}, detail::Bitmap{-4, 10, Bytes(160)},

@@ -117,61 +117,11 @@ TEST(Layout, NegativeMarginAndSpacingActAsZero) {
     EXPECT_EQ(cells(1, zero)[0].frame.x, 0);
 }
 
-TEST(Layout, WithoutCaptionsThePictureIsTheWholeCell) {
-    const auto result = cells(9, recipe(SheetPreset::square));
-    for (const auto& cell : result) {
-        EXPECT_FALSE(cell.captionFrame);
-        EXPECT_EQ(cell.imageFrame, cell.frame);
-    }
-}
-
-TEST(Layout, CellsFillRowsLeftToRightFromTheTop) {
-    const auto result = cells(20, recipe(SheetPreset::proof));  // 5 × 4, landscape
-    for (std::size_t i = 1; i < 5; ++i) {
-        EXPECT_EQ(result[i].frame.y, result[0].frame.y);
-        EXPECT_GT(result[i].frame.x, result[i - 1].frame.x);
-    }
-    EXPECT_LT(result[5].frame.y, result[0].frame.y);
-    EXPECT_EQ(result[5].frame.x, result[0].frame.x);
-    // The top row touches the top margin, the bottom row the bottom margin.
-    EXPECT_NEAR(result[0].frame.y + result[0].frame.height, 1240 - 55, 1e-9);
-    EXPECT_NEAR(result[19].frame.y, 55, 1e-9);
-    EXPECT_NEAR(result[19].frame.x + result[19].frame.width, 1754 - 55, 1e-9);
-}
-
 TEST(Layout, PageCountIsItemsOverPerPageRoundedUp) {
     const SheetRecipe r = recipe(SheetPreset::portfolio);  // 6 per page
     for (std::int64_t n : {1, 5, 6, 7, 12, 13, 600}) {
         const auto result = cells(n, r);
         EXPECT_EQ(result.back().page + 1, (n + 5) / 6) << n;
-    }
-}
-
-}  // namespace
-}  // namespace tessel
-
-namespace tessel {
-namespace {
-
-SheetRect doubled(const SheetRect& r) { return {r.x * 2, r.y * 2, r.width * 2, r.height * 2}; }
-
-// Paper at high resolution is the same sheet at twice the pixels, refused where the standard
-// one is; pixel canvases ignore the resolution.
-TEST(Layout, HighResolutionPaperIsTheSameSheetAtTwiceThePixels) {
-    for (const SheetPreset preset : allCases<SheetPreset>()) {
-        SCOPED_TRACE(rawValue(preset));
-        SheetRecipe standard = recipe(preset);
-        SheetRecipe high = standard;
-        high.resolution = SheetResolution::high;
-        const auto few = cells(25, standard), many = cells(25, high);
-        const bool paper = standard.paper != SheetPaper::square;
-        for (std::size_t i = 0; i < few.size(); ++i) {
-            EXPECT_EQ(many[i].page, few[i].page);
-            EXPECT_EQ(many[i].frame, paper ? doubled(few[i].frame) : few[i].frame);
-            EXPECT_EQ(many[i].imageFrame, paper ? doubled(few[i].imageFrame) : few[i].imageFrame);
-        }
-        standard.margin = high.margin = 800;
-        EXPECT_EQ(errorOf(1, high), errorOf(1, standard));
     }
 }
 

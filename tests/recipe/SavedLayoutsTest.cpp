@@ -86,28 +86,5 @@ TEST(SavedLayouts, TheFileHoldsCompactJsonAndIsReadBackByTheSameRules) {
     EXPECT_TRUE(loadSavedLayouts(folder.path()).empty());  // a folder, not a file
 }
 
-// Saving makes the folder, replaces the file whole and leaves no temporary file; a folder that
-// cannot be written keeps the old file.
-TEST(SavedLayouts, SavingReplacesTheWholeFileInOneStep) {
-    namespace fs = std::filesystem;
-    const testing::TemporaryFolder folder;
-    const fs::path file = folder / "Orvane Tessel/layouts.json";
-    ASSERT_TRUE(saveSavedLayouts(file, {trip(), trip()}));
-    EXPECT_EQ(loadSavedLayouts(file), (std::vector<SavedLayout>{trip(), trip()}));
-    ASSERT_TRUE(saveSavedLayouts(file, {}));
-    std::string text;
-    std::getline(std::ifstream(file), text);
-    EXPECT_EQ(text, "[]");
-    EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);
-
-    fs::permissions(file.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
-    if (::access(file.parent_path().c_str(), W_OK) != 0) {  // root may write anyway
-        EXPECT_FALSE(saveSavedLayouts(file, {trip()}));
-        EXPECT_TRUE(loadSavedLayouts(file).empty());
-    }
-    EXPECT_FALSE(saveSavedLayouts("/proc/tessel/layouts.json", {trip()}));
-    fs::permissions(file.parent_path(), fs::perms::owner_all);
-}
-
 }  // namespace
 }  // namespace tessel

@@ -11,45 +11,6 @@ namespace {
 
 using nlohmann::json;
 
-// Custom raster sides are raised to 320 but the PDF size keeps the raw sides; landscape swaps.
-// High resolution doubles the pixels of paper only; the PDF page keeps its size.
-TEST(SheetRecipe, PageSizesInBothOrientations) {
-    const struct {
-        SheetPaper paper;
-        std::int64_t customWidth, customHeight;
-        SheetSize pixels, points;
-        SheetResolution resolution = SheetResolution::standard;
-    } rows[] = {
-        {SheetPaper::a4, 0, 0, {2480, 3508}, {595.28, 841.89}, SheetResolution::high},
-        {SheetPaper::letter, 0, 0, {2550, 3300}, {612, 792}, SheetResolution::high},
-        {SheetPaper::square, 0, 0, {1600, 1600}, {720, 720}, SheetResolution::high},
-        {SheetPaper::custom, 500, 500, {500, 500}, {792, 792}, SheetResolution::high},
-        {SheetPaper::a4, 0, 0, {1240, 1754}, {595.28, 841.89}},
-        {SheetPaper::letter, 0, 0, {1275, 1650}, {612, 792}},
-        {SheetPaper::square, 0, 0, {1600, 1600}, {720, 720}},
-        {SheetPaper::hd, 0, 0, {1080, 1920}, {405, 720}},
-        {SheetPaper::custom, 100, 200, {320, 320}, {396, 792}},
-        {SheetPaper::custom, 0, 0, {320, 320}, {0, 792}},
-        {SheetPaper::custom, 500, 500, {500, 500}, {792, 792}},
-        {SheetPaper::custom, 3000, 2000, {3000, 2000}, {792, 528}},
-        {SheetPaper::custom, -10, -20, {320, 320}, {792, -20 * 792.0}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message()
-                     << rawValue(row.paper) << " " << row.customWidth << "x" << row.customHeight);
-        SheetRecipe r = recipe(SheetPreset::contact);
-        r.paper = row.paper;
-        r.customWidth = row.customWidth;
-        r.customHeight = row.customHeight;
-        r.resolution = row.resolution;
-        EXPECT_EQ(r.pageSize(), row.pixels);
-        EXPECT_EQ(r.pdfPageSize(), row.points);
-        r.orientation = SheetOrientation::landscape;
-        EXPECT_EQ(r.pageSize(), (SheetSize{row.pixels.height, row.pixels.width}));
-        EXPECT_EQ(r.pdfPageSize(), (SheetSize{row.points.height, row.points.width}));
-    }
-}
-
 TEST(SheetRecipe, ItemsPerPageClampsTheGridAndDiesOnOverflow) {
     SheetRecipe r = recipe(SheetPreset::contact);
     r.columns = 7;
@@ -58,49 +19,6 @@ TEST(SheetRecipe, ItemsPerPageClampsTheGridAndDiesOnOverflow) {
     r.columns = std::numeric_limits<std::int64_t>::max();
     r.rows = 2;
     EXPECT_DEATH((void)r.itemsPerPage(), "overflow");
-}
-
-TEST(SheetRecipe, Presets) {
-    using enum SheetCaption;
-    using enum SheetOrientation;
-    const struct {
-        SheetPreset preset;
-        SheetPaper paper;
-        SheetOrientation orientation;
-        std::int64_t columns, rows, margin, spacing;
-        SheetCaption caption;
-        double fontSize;
-    } rows[] = {
-        {SheetPreset::contact, SheetPaper::a4, portrait, 3, 4, 72, 28, filename, 18},
-        {SheetPreset::portfolio, SheetPaper::a4, portrait, 2, 3, 90, 38, filenameAndDate, 20},
-        {SheetPreset::proof, SheetPaper::a4, landscape, 5, 4, 55, 18, filename, 14},
-        {SheetPreset::square, SheetPaper::square, portrait, 3, 3, 64, 24, none, 18},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(rawValue(row.preset));
-        const SheetRecipe expected(  // compared as JSON, which names the field that differs
-            row.paper, row.orientation, 2480, 3508, row.columns, row.rows, row.margin, row.spacing,
-            SheetColor::white(), SheetFit::fit, row.caption, SheetCaptionAlignment::center,
-            row.fontSize, SheetColor::black(), SheetOutputFormat::pdf, 0.9, "-sheet");
-        EXPECT_EQ(encodeJSON(recipe(row.preset)), encodeJSON(expected));
-    }
-}
-
-TEST(SheetRecipe, EqualityNaNAndCanonicalSuffix) {
-    const SheetRecipe base = recipe(SheetPreset::contact);
-    EXPECT_EQ(base, recipe(SheetPreset::contact));
-    SheetRecipe other = base;
-    other.captionAlignment = std::nullopt;  // absent differs from present center
-    EXPECT_NE(base, other);
-    other = base;
-    other.jpegQuality = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_FALSE(other == SheetRecipe(other));
-    SheetRecipe composed = base, decomposed = base;
-    composed.suffix = "-caf\xC3\xA9";     // é as one code point
-    decomposed.suffix = "-cafe\xCC\x81";  // e + combining acute accent
-    EXPECT_EQ(composed, decomposed);
-    decomposed.suffix = "-cafe";
-    EXPECT_NE(composed, decomposed);
 }
 
 json presetJSON() { return json::parse(encodeJSON(recipe(SheetPreset::contact))); }

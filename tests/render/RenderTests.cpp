@@ -356,47 +356,6 @@ TEST(Render, FailsInTheOrderOfItsSteps) {
     EXPECT_EQ(renderError(inputs, contact), TesselError::cannotRead("cut.jpg"));
 }
 
-TEST(Render, ReportsProgressOnTheCallingThreadInOrder) {
-    TemporaryFolder folder;
-    const auto inputs = photos(folder, 7);
-    SheetRecipe r = recipe(SheetPreset::contact);
-    r.columns = 1;
-    r.rows = 2;
-
-    const auto caller = std::this_thread::get_id();
-    std::vector<std::pair<std::int64_t, std::int64_t>> calls;
-    const auto withProgress =
-        detail::renderWithWorkers(inputs, r,
-                                  {.progress =
-                                       [&](std::int64_t done, std::int64_t count) {
-                                           EXPECT_EQ(std::this_thread::get_id(), caller);
-                                           calls.emplace_back(done, count);
-                                       }},
-                                  2);
-    const std::vector<std::pair<std::int64_t, std::int64_t>> expected{
-        {1, 4}, {2, 4}, {3, 4}, {4, 4}};
-    EXPECT_EQ(calls, expected);
-    EXPECT_TRUE(withProgress == detail::renderWithWorkers(inputs, r, {}, 1));
-}
-
-TEST(Render, StopsWhenTheProgressHandlerThrows) {
-    TemporaryFolder folder;
-    const auto inputs = photos(folder, 6);
-    SheetRecipe r = recipe(SheetPreset::contact);
-    r.columns = 1;
-    r.rows = 1;
-    int calls = 0;
-    EXPECT_THROW(detail::renderWithWorkers(inputs, r,
-                                           {.progress =
-                                                [&](std::int64_t, std::int64_t) {
-                                                    ++calls;
-                                                    throw std::runtime_error("cancelled");
-                                                }},
-                                           2),
-                 std::runtime_error);
-    EXPECT_EQ(calls, 1);
-}
-
 // --- The picture cache and cancellation ---------------------------------------------------
 
 /// `photos` with two colours side by side in each, so that resampling shows in the bytes;
@@ -447,74 +406,6 @@ TEST(Render, PicturesDrawnSmallerAreReducedOnceStraightToTheirSize) {
         ASSERT_TRUE(scaledByCairo);
         EXPECT_LT(meanDifference(TesselRenderer::render(inputs, r).pages[0], *scaledByCairo), 1.0);
     }
-}
-
-TEST(PictureCache, ASecondRenderDecodesNothingAndGivesTheSameBytes) {
-    TemporaryFolder folder;
-    const auto inputs = twoTonePhotos(folder, 5);
-    for (const SheetOutputFormat output : {SheetOutputFormat::pdf, SheetOutputFormat::jpeg}) {
-        SheetRecipe r = recipe(SheetPreset::contact);
-        r.output = output;
-        const SheetRenderResult plain = TesselRenderer::render(inputs, r);
-
-        PictureCache cache;
-        const RenderOptions exact{.pictures = &cache};
-        EXPECT_TRUE(TesselRenderer::render(inputs, r, exact) == plain);
-        EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 0, 0}));
-        EXPECT_TRUE(TesselRenderer::render(inputs, r, exact) == plain);
-        EXPECT_EQ(cache.counts(), (PictureCacheCounts{5, 5, 0}));
-        EXPECT_EQ(cache.count(), 5);
-
-        // Previews also keep each picture at the size its cell draws it, and draw that as it is
-        // the next time.
-        PictureCache previews;
-        const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
-        const SheetRenderResult first = TesselRenderer::render(inputs, r, nearest);
-        EXPECT_EQ(previews.counts(), (PictureCacheCounts{5, 0, 5}));
-        EXPECT_TRUE(TesselRenderer::render(inputs, r, nearest) == first);
-        EXPECT_EQ(previews.counts(), (PictureCacheCounts{5, 10, 5}));
-        EXPECT_EQ(previews.count(), 10);
-        if (output == SheetOutputFormat::pdf) {
-            EXPECT_LT(meanDifference(first.pages[0], plain.pages[0]), 1.0);
-        }
-    }
-}
-
-TEST(PictureCache, SmallerCellsReduceCachedPicturesOnlyWhenNearestIsAllowed) {
-    TemporaryFolder folder;
-    const auto inputs = twoTonePhotos(folder, 4);
-    SheetRecipe three = recipe(SheetPreset::contact);
-    SheetRecipe four = three;  // smaller cells both ways
-    four.columns = 4;
-    four.rows = 6;
-
-    PictureCache cache;
-    TesselRenderer::render(inputs, three, {.pictures = &cache});
-    // An export must not depend on what the preview drew before it.
-    EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &cache}) ==
-                TesselRenderer::render(inputs, four));
-    EXPECT_EQ(cache.counts(), (PictureCacheCounts{8, 0, 0}));
-
-    PictureCache previews;
-    const RenderOptions nearest{.pictures = &previews, .reuse = CachedPictures::nearest};
-    // A preview keeps each picture as decoded, and at the size its cell draws it.
-    TesselRenderer::render(inputs, three, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 4}));
-    // Each picture is reduced to the smaller cells' bound, and again to the size drawn.
-    EXPECT_EQ(TesselRenderer::render(inputs, four, nearest).pages.size(), 1u);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 0, 12}));
-    // Back to three columns: the pictures of both sizes are still there.
-    TesselRenderer::render(inputs, three, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 8, 12}));
-    // Slightly smaller cells draw the pictures they have as they are, at both sizes.
-    SheetRecipe spaced = three;
-    spaced.spacing += 12;
-    TesselRenderer::render(inputs, spaced, nearest);
-    EXPECT_EQ(previews.counts(), (PictureCacheCounts{4, 16, 12}));
-    // A reduced picture never stands in for an exact one.
-    EXPECT_TRUE(TesselRenderer::render(inputs, four, {.pictures = &previews}) ==
-                TesselRenderer::render(inputs, four));
-    EXPECT_EQ(previews.counts().decoded, 8);
 }
 
 TEST(PictureCache, DecodesAFileAgainOnceItChanged) {

@@ -42,21 +42,6 @@ std::string describe(std::optional<UpdateError> error) {
     return error ? std::string(tessel::rawValue(*error)) : "no failure";
 }
 
-// The cases keep their order and raw values: callers may store or log them.
-TEST(UpdateErrorCases, InOrderWithRawValues) {
-    const std::array<const char*, 6> raw{"download",     "unpack",   "notFound",
-                                         "badSignature", "wrongApp", "readOnlyLocation"};
-    const auto cases = tessel::allCases<UpdateError>();
-    ASSERT_EQ(cases.size(), raw.size());
-    for (std::size_t i = 0; i < raw.size(); ++i) {
-        EXPECT_EQ(tessel::rawValue(cases[i]), raw[i]);
-        EXPECT_EQ(tessel::fromRawValue<UpdateError>(raw[i]), cases[i]);
-    }
-    EXPECT_EQ(tessel::fromRawValue<UpdateError>("Download"), std::nullopt);
-    EXPECT_STREQ(SelfUpdater::UpdateFailure(UpdateError::wrongApp, "version 1.3.0").what(),
-                 "wrongApp: version 1.3.0");
-}
-
 class Install : public testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -156,19 +141,9 @@ TEST_F(Install, RefusesAnythingButTheOfferedSignedRelease) {
         {"unsigned",
          [&] { return changed([](auto& a) { fs::remove_all(a / "Contents/CodeSignature"); }); },
          UpdateError::badSignature},
+        // Every other way a bundle differs from what was signed is the signing tests' matter.
         {"signed by another key",
          [&] { return changed([](auto& a) { signing::sign(a, stranger.secretKey); }); },
-         UpdateError::badSignature},
-        {"one file changed",
-         [&] {
-             return changed([](auto& a) { writeText(a / "Contents/lib/libdemo.so.1.0", "x"); });
-         },
-         UpdateError::badSignature},
-        {"one file added",
-         [&] { return changed([](auto& a) { writeText(a / "Contents/lib/libx.so", "x"); }); },
-         UpdateError::badSignature},
-        {"one file missing",
-         [&] { return changed([](auto& a) { fs::remove(a / "Contents/bin/tessel-sheet"); }); },
          UpdateError::badSignature},
         // Hidden items are listed too and '.' sorts before letters: the unsigned ".Old.app"
         // is the first application, not the good Tessel.app beside it.

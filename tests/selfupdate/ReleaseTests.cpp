@@ -103,21 +103,4 @@ TEST_F(Release, LaysOutSignsZipsAndDescribesTheBundle) {
                               {"notes", "Faster \"sheets\"."}}));
 }
 
-// Without the application program, or with a public key the signing key does not match, no
-// archive is made.
-TEST_F(Release, RefusesABuildWithoutTheApplicationOrAnUntrustedKey) {
-    auto outcome = makeRelease();
-    EXPECT_NE(outcome.status, 0);
-    EXPECT_NE(outcome.output.find("no tessel program in " + build.string() + "/app"),
-              std::string::npos)
-        << outcome.output;
-
-    writeText(build / "app/shell/tessel", readText("/bin/true"), fs::perms(0755));
-    const auto stranger = signing::generateKeyPair();
-    writeText(publicKey, signing::toHex(stranger.publicKey.data(), 32) + "\n");
-    outcome = makeRelease();
-    EXPECT_NE(outcome.status, 0) << outcome.output;
-    EXPECT_FALSE(fs::exists(out / "Tessel-0.2.zip"));
-}
-
 }  // namespace

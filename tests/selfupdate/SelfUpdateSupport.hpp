@@ -24,6 +24,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "TemporaryFolder.hpp"
 #include "update/BundleSigning.hpp"
 
 extern char** environ;
@@ -45,36 +46,7 @@ inline void writeText(const fs::path& file, const std::string& text,
     fs::permissions(file, mode);
 }
 
-/// A folder of the running test under the temporary directory, removed with all it holds.
-class TestFolder {
-public:
-    TestFolder() {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        path_ = fs::temp_directory_path() / ("tessel-selfupdate-" + std::to_string(getpid()) + "-" +
-                                             test->test_suite_name() + "-" + test->name());
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-        path_ = fs::canonical(path_);
-    }
-    ~TestFolder() {
-        std::error_code ignored;
-        // Folders made unwritable by a test must be opened again before they can be emptied.
-        for (auto it = fs::recursive_directory_iterator(path_, ignored);
-             it != fs::recursive_directory_iterator(); it.increment(ignored)) {
-            if (it->is_directory(ignored) && !it->is_symlink(ignored))
-                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-        }
-        fs::remove_all(path_, ignored);
-    }
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-
-    const fs::path& path() const { return path_; }
-    fs::path operator/(const fs::path& relative) const { return path_ / relative; }
-
-private:
-    fs::path path_;
-};
+using TestFolder = ::tessel::testing::TemporaryFolder;
 
 /// Lays out an unsigned "Tessel.app" at `app`. Its `tessel` is a stand-in that appends
 /// `version` and a line feed to `record` whenever it runs.

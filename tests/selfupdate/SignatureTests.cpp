@@ -37,44 +37,6 @@ protected:
     fs::path app;
 };
 
-// The manifest is a defined format that release tools and older versions must agree on, so its
-// exact text is checked: kinds, hashes, byte order of paths (upper case before lower case,
-// "b.d" before "b/c" as '.' is 0x2E and '/' 0x2F), CodeSignature left out, empty folders not
-// listed.
-TEST_F(Signing, ManifestListsEveryFileInByteOrder) {
-    const fs::path bundle = folder / "Small.app";
-    writeText(bundle / "Contents/b/c", "abc");
-    writeText(bundle / "Contents/b.d", "", fs::perms(0700));
-    writeText(bundle / "Contents/B", "abc", fs::perms(0604));
-    fs::create_symlink("abc", bundle / "Contents/link");
-    fs::create_directories(bundle / "Contents/empty");
-    writeText(bundle / "Contents/CodeSignature/Manifest", "old");
-    const signing::PublicKey zeroKey{};
-    EXPECT_EQ(signing::manifest(bundle, zeroKey),
-              "Tessel bundle manifest 1\n"
-              "team MZUHVLPYMK\n"
-              "file " +
-                  sha256OfABC +
-                  " Contents/B\n"
-                  "exec " +
-                  sha256OfNothing +
-                  " Contents/b.d\n"
-                  "file " +
-                  sha256OfABC +
-                  " Contents/b/c\n"
-                  "link " +
-                  sha256OfABC + " Contents/link\n");
-}
-
-TEST_F(Signing, TeamIdentifierIsTenBase32CharactersOfTheKeysHash) {
-    EXPECT_EQ(signing::teamIdentifier(signing::PublicKey{}), "MZUHVLPYMK");
-    const std::string team = signing::teamIdentifier(maker.publicKey);
-    EXPECT_EQ(team.size(), 10u);
-    EXPECT_EQ(team.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ234567"), std::string::npos);
-    EXPECT_NE(team, signing::teamIdentifier(stranger.publicKey));
-    EXPECT_EQ(signing::teamIdentifier(signing::makerPublicKey()), "RMLBDC3ITU");
-}
-
 // Every way a bundle can differ from what its maker signed, each alone. That the installer
 // turns this into `badSignature` is InstallTests'.
 TEST_F(Signing, VerifiesOnlyTheBundleExactlyAsSigned) {
@@ -169,29 +131,6 @@ TEST_F(Signing, RefusesToSignLinksThatMayPointOutAndSpecialFiles) {
         c.add(app);
         EXPECT_THROW(signing::sign(app, maker.secretKey), signing::SignatureError);
     }
-}
-
-TEST_F(Signing, KeyFilesAreHexWithOneLineFeed) {
-    const fs::path secretFile = folder / "key.secret";
-    const fs::path publicFile = folder / "key.pub";
-    writeText(secretFile, signing::toHex(maker.secretKey.data(), maker.secretKey.size()) + "\n");
-    writeText(publicFile, signing::toHex(maker.publicKey.data(), 32) + "\n");
-    EXPECT_EQ(signing::readSecretKey(secretFile), maker.secretKey);
-    EXPECT_EQ(signing::readPublicKey(publicFile), maker.publicKey);
-    EXPECT_EQ(signing::publicKeyOf(maker.secretKey), maker.publicKey);
-
-    const std::string good = signing::toHex(maker.publicKey.data(), 32);
-    for (const std::string& bad : {good.substr(2), good + "00", "zz" + good.substr(2),
-                                   good.substr(0, 62) + " 0", std::string()}) {
-        writeText(publicFile, bad + "\n");
-        EXPECT_THROW(signing::readPublicKey(publicFile), signing::SignatureError) << bad;
-    }
-    // A secret key whose public half does not belong to its seed is damaged.
-    auto mangled = maker.secretKey;
-    mangled[40] ^= 1;
-    writeText(secretFile, signing::toHex(mangled.data(), mangled.size()) + "\n");
-    EXPECT_THROW(signing::readSecretKey(secretFile), signing::SignatureError);
-    EXPECT_THROW(signing::readPublicKey(folder / "absent.pub"), fs::filesystem_error);
 }
 
 }  // namespace

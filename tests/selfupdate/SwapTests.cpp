@@ -16,24 +16,6 @@ using tessel::test::readText;
 using tessel::test::TestFolder;
 using tessel::test::writeText;
 
-// The script is a fixed text: eleven lines joined by line feeds, none after the last.
-TEST(InstallerScript, IsExactlyTheElevenLines) {
-    EXPECT_EQ(SelfUpdater::installerScript(4242),
-              "#!/bin/sh\n"
-              "while kill -0 4242 2>/dev/null; do sleep 0.2; done\n"
-              "if rm -rf \"$2.bak\" && mv \"$2\" \"$2.bak\" 2>/dev/null && cp -a \"$1\" \"$2\" "
-              "2>/dev/null; then\n"
-              "  rm -rf \"$2.bak\"\n"
-              "else\n"
-              "  # cp may have left a half-copied bundle behind (a full disk, say). Clear it "
-              "before\n"
-              "  # restoring, or the backup is skipped and `open` launches the broken app.\n"
-              "  rm -rf \"$2\"\n"
-              "  [ -d \"$2.bak\" ] && mv \"$2.bak\" \"$2\"\n"
-              "fi\n"
-              "nohup \"$2/Contents/bin/tessel\" >/dev/null 2>&1 &");
-}
-
 // The script run for real: a stand-in process plays the application, two stand-in bundles
 // record which of them is relaunched.
 class Swap : public testing::Test {
@@ -100,27 +82,6 @@ TEST_F(Swap, ScriptThatCannotBeWrittenIsAFileError) {
     auto where = installation();
     where.temporaryDirectory = folder / "absent";
     EXPECT_THROW(SelfUpdater::launchSwap(newApp, dest, where), fs::filesystem_error);
-}
-
-TEST(RunTool, FailsWithTheGivenCaseUnlessTheExitStatusIsZero) {
-    EXPECT_NO_THROW(SelfUpdater::run("/bin/sh", {"-c", "exit 0"}, UpdateError::unpack));
-    const struct {
-        const char* script;
-        UpdateError fail;
-    } failing[] = {{"exit 1", UpdateError::unpack},
-                   {"exit 255", UpdateError::download},
-                   {"kill -9 $$", UpdateError::badSignature}};
-    for (const auto& c : failing) {
-        SCOPED_TRACE(c.script);
-        try {
-            SelfUpdater::run("/bin/sh", {"-c", c.script}, c.fail);
-            ADD_FAILURE() << "no failure";
-        } catch (const SelfUpdater::UpdateFailure& failure) {
-            EXPECT_EQ(failure.error(), c.fail);
-        }
-    }
-    // A program that cannot be started is the platform's error, not the case.
-    EXPECT_THROW(SelfUpdater::run("/nonexistent/tool", {}, UpdateError::unpack), std::system_error);
 }
 
 }  // namespace

@@ -106,25 +106,6 @@ TEST_F(Delegate, TheLogListsTheLastSecondInCodePointOrder) {
     EXPECT_EQ(left, QStringList{QStringLiteral("open.log")});
 }
 
-TEST_F(Delegate, AnUnwritableLogOrNoneChangesNothingElse) {
-    for (const char* variable : {"/no-such-folder/open.log", static_cast<const char*>(nullptr)}) {
-        SCOPED_TRACE(variable ? variable : "no variable");
-        if (variable)
-            setenv(TesselDelegate::openEventLogVariable, variable, 1);
-        else
-            unsetenv(TesselDelegate::openEventLogVariable);
-        harness.restart();
-        TesselDelegate fresh;
-        fresh.setModel(&harness.model());
-        fresh.accept({harness.path("a.jpg"), harness.path("b.jpg")});
-        EXPECT_EQ(fresh.recentlyAccepted().size(), 2u);
-        harness.settle();
-        EXPECT_THAT(listed(), ElementsAre(harness.path("a.jpg"), harness.path("b.jpg")));
-    }
-    EXPECT_FALSE(fs::exists(log));
-    EXPECT_FALSE(fs::exists("/no-such-folder"));
-}
-
 TEST_F(Delegate, FilesWaitAgainWhenTheModelIsGone) {
     {
         app::AppModel& model = harness.model();

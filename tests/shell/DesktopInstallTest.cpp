@@ -111,17 +111,6 @@ TEST_F(Installed, TheAppStreamFileValidatesOnItsOwnAndWithTheInstalledTree) {
     EXPECT_EQ(tree.status, 0) << tree.output << tree.errors;
 }
 
-TEST_F(Installed, TheIconIsAScalableSquareSvg) {
-    QFile icon(file("share/icons/hicolor/scalable/apps/com.orvane.Tessel.svg"));
-    ASSERT_TRUE(icon.open(QIODevice::ReadOnly));
-    QXmlStreamReader svg(&icon);
-    ASSERT_TRUE(svg.readNextStartElement());
-    EXPECT_EQ(svg.name(), QStringLiteral("svg"));
-    EXPECT_EQ(svg.attributes().value(QStringLiteral("viewBox")), QStringLiteral("0 0 128 128"));
-    while (!svg.atEnd()) svg.readNext();
-    EXPECT_FALSE(svg.hasError()) << svg.errorString().toStdString();
-}
-
 TEST_F(Installed, HelpVersionAndAWrongOptionNeedNoDisplay) {
     const QString tessel = file("bin/tessel");
     const auto noDisplay = launches->environment(false);

@@ -140,16 +140,4 @@ struct ScriptedSession : tessel::HttpSession {
     std::chrono::milliseconds askedTimeout{0};
 };
 
-TEST(UpdateCheckSession, WaitsTenSecondsAndNeverThrows) {
-    ScriptedSession session;
-    EXPECT_EQ(Updater::check(Updater::manifestLocation(), "1.2", session), offered);
-    EXPECT_EQ(session.askedTimeout, 10s);
-    session.throws = true;
-    EXPECT_EQ(Updater::check(Updater::manifestLocation(), "1.2", session), std::nullopt);
-}
-
-TEST(UpdateVersion, RunningVersionIsTheCompiledInRelease) {
-    EXPECT_EQ(Updater::currentVersion(), TESSEL_EXPECTED_VERSION);
-}
-
 }  // namespace

@@ -108,19 +108,4 @@ TEST_F(Download, ReportsTransportAndFileFailures) {
                  fs::filesystem_error);
 }
 
-// A session that only answers `get` still downloads, through the interface's default.
-TEST_F(Download, DefaultDownloadGoesThroughGet) {
-    struct GetOnly : tessel::HttpSession {
-        std::optional<tessel::HttpResponse> get(const std::string& url,
-                                                std::chrono::milliseconds) override {
-            if (url == "https://a.example/none") return std::nullopt;
-            return tessel::HttpResponse{404, "gone"};
-        }
-    } getOnly;
-    const fs::path file = folder / "update.zip";
-    EXPECT_EQ(getOnly.download("https://a.example/u.zip", file, 60s), 404);
-    EXPECT_EQ(contents(file), "gone");
-    EXPECT_THROW(getOnly.download("https://a.example/none", file, 60s), HttpTransportError);
-}
-
 }  // namespace

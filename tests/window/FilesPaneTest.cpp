@@ -112,21 +112,6 @@ TEST(FilesPane, RowsShowEveryItemWithCountAndTotalSize) {
     EXPECT_EQ(text(files->totalSize()), app::texts::byteCount(bytes).toStdString());
 }
 
-TEST(FilesPane, SelectionFollowsClicksAndTheModel) {
-    WindowHarness ui;
-    ui.addImages(3);
-    app::ImageListView* list = ui.window().filesPane()->list();
-    EXPECT_EQ(selectedName(ui.model()), "a.png");  // the first added is selected
-
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rowCentre(list, 2));
-    EXPECT_EQ(selectedName(ui.model()), "c.png");
-
-    ui.model().setSelectedID(ui.model().items()[1].id);
-    const QModelIndexList shown = list->selectionModel()->selectedRows();
-    ASSERT_EQ(shown.size(), 1);
-    EXPECT_EQ(shown[0].row(), 1);
-}
-
 TEST(FilesPane, RowMenuRemovesTheSelectionButMovesTheClickedRow) {
     WindowHarness ui;
     ui.addImages(3);
@@ -148,18 +133,6 @@ TEST(FilesPane, RowMenuRemovesTheSelectionButMovesTheClickedRow) {
     EXPECT_TRUE(chooseFromOpenMenu(QStringLiteral("Move Up")));
     EXPECT_THAT(names(ui.model()), ElementsAre("c.png", "b.png"));
     EXPECT_EQ(selectedName(ui.model()), "c.png");
-}
-
-TEST(FilesPane, FooterButtonsMoveTheSelection) {
-    WindowHarness ui;
-    ui.addImages(3);
-    app::FilesPane* files = ui.window().filesPane();
-    EXPECT_EQ(files->moveUpButton()->toolTip().toStdString(), "Move selected up");
-    EXPECT_EQ(files->moveDownButton()->toolTip().toStdString(), "Move selected down");
-    click(files->moveDownButton());
-    EXPECT_THAT(names(ui.model()), ElementsAre("b.png", "a.png", "c.png"));
-    click(files->moveUpButton());
-    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "c.png"));
 }
 
 TEST(FilesPane, SortMenuOffersTheThreeOrdersAndSortsByTheChosenOne) {

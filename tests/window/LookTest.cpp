@@ -37,36 +37,6 @@ namespace {
 using namespace tessel;
 using namespace tessel::app;
 
-TEST(ColorScheme, PortalValuesMapToSchemes) {
-    const struct {
-        QVariant value;
-        std::optional<ColorScheme> scheme;
-    } cases[] = {
-        {QVariant::fromValue(0u), ColorScheme::noPreference},
-        {QVariant::fromValue(1u), ColorScheme::dark},
-        {QVariant::fromValue(2u), ColorScheme::light},
-        {QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u))), ColorScheme::dark},
-        {QVariant::fromValue(3u), std::nullopt},
-        {QVariant(QStringLiteral("dark")), std::nullopt},
-        {QVariant(), std::nullopt},
-    };
-    for (const auto& c : cases) EXPECT_EQ(colorSchemeFromPortal(c.value), c.scheme);
-}
-
-TEST(ColorScheme, PaletteFollowsThePreferenceOnlyWhenThePlatformDiffers) {
-    const QPalette light = QApplication::style()->standardPalette();
-    const QPalette dark = darkPalette(light);
-    ASSERT_FALSE(look::isDark(light));
-    ASSERT_TRUE(look::isDark(dark));
-    EXPECT_TRUE(look::isDark(paletteFor(ColorScheme::dark, light, light)));
-    EXPECT_FALSE(look::isDark(paletteFor(ColorScheme::light, dark, light)));
-    EXPECT_EQ(paletteFor(ColorScheme::dark, dark, light), dark);
-    EXPECT_EQ(paletteFor(ColorScheme::noPreference, dark, light), dark);
-    EXPECT_EQ(paletteFor(std::nullopt, light, light), light);
-    // The dark palette keeps the platform's accent.
-    EXPECT_EQ(dark.color(QPalette::Highlight).hue(), light.color(QPalette::Highlight).hue());
-}
-
 TEST(ColorScheme, ReadFromThePortalOnTheBus) {
     QDBusConnection client = test::testBus().connect(QStringLiteral("scheme-client"));
     EXPECT_EQ(readColorScheme(client, 2000), std::nullopt);  // no portal yet
@@ -85,27 +55,6 @@ TEST(ColorScheme, ReadFromThePortalOnTheBus) {
     service.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
     thread.quit();
     thread.wait();
-}
-
-TEST(Symbols, OurDrawingsArePaintedInTheGivenColour) {
-    for (const Symbol symbol :
-         {Symbol::dragHandle, Symbol::photoStack, Symbol::grid, Symbol::trash}) {
-        const QImage image = symbolPixmap(symbol, {24, 24}, 2.0, QColor(200, 30, 30)).toImage();
-        ASSERT_EQ(image.size(), QSize(48, 48));
-        int inked = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x) {
-                const QColor pixel = image.pixelColor(x, y);
-                if (pixel.alpha() < 250) continue;
-                ++inked;
-                EXPECT_EQ(pixel.rgb(), QColor(200, 30, 30).rgb());
-            }
-        EXPECT_GT(inked, 20) << static_cast<int>(symbol);
-    }
-    // Symbols of our own have no theme name and are drawn; the others come from the theme.
-    EXPECT_TRUE(themeName(Symbol::dragHandle).isEmpty());
-    EXPECT_EQ(themeName(Symbol::plus).toStdString(), "list-add");
-    EXPECT_FALSE(symbolIcon(Symbol::dragHandle).pixmap(16, 16).isNull());
 }
 
 }  // namespace

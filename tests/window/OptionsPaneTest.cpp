@@ -67,23 +67,6 @@ protected:
     WindowHarness ui;
 };
 
-TEST_F(OptionsPaneTest, ControlsShowTheContactPresetAtStart) {
-    const std::pair<const char*, std::string> rows[] = {
-        {"Paper", "A4"},  {"Orientation", "0"}, {"Columns", "3"},  {"Rows", "4"},
-        {"Margin", "72"}, {"Spacing", "28"},    {"Images", "0"},   {"Show", "Filename"},
-        {"Size", "18"},   {"Alignment", "1"},   {"Format", "PDF"}, {"Filename suffix", "-sheet"}};
-    for (const auto& [label, value] : rows)
-        EXPECT_EQ(shown(control<QWidget>(pane(), QString::fromUtf8(label))), value) << label;
-    EXPECT_TRUE(pane()->customSizeRow()->isHidden());
-    EXPECT_TRUE(pane()->qualityRow()->isHidden());
-    EXPECT_EQ(text(pane()->outputNote()), "All pages are saved in one PDF.");
-    EXPECT_TRUE(pane()->validation()->isHidden());
-    EXPECT_TRUE(pane()->showInFolder()->isHidden());
-    EXPECT_FALSE(pane()->print()->isEnabled());
-    EXPECT_FALSE(pane()->exportSheet()->isEnabled());
-    EXPECT_EQ(text(pane()->exportSheet()), "Export Sheet…");
-}
-
 TEST_F(OptionsPaneTest, CustomPaperShowsWidthAndHeightAndKeepsThemWhenHidden) {
     auto* paper = control<QComboBox>(pane(), "Paper");
     paper->setFocus();
@@ -154,19 +137,6 @@ TEST_F(OptionsPaneTest, PrintSettingsShowWhereTheyApply) {
         if (box->text() == "Page numbers and date") QTest::mouseClick(box, Qt::LeftButton);
     EXPECT_TRUE(recipe().pageNumbers);
     EXPECT_TRUE(pane()->sizeRow()->isVisible());
-}
-
-TEST_F(OptionsPaneTest, AnAbsentAlignmentShowsCentreAndChoosingItStoresIt) {
-    ui.model().editRecipe([](SheetRecipe& r) { r.captionAlignment = std::nullopt; });
-    auto* alignment = control<app::SegmentedControl>(pane(), "Alignment");
-    EXPECT_EQ(alignment->currentIndex(), 1);
-    click(alignment->segment(1));
-    EXPECT_EQ(recipe().captionAlignment, SheetCaptionAlignment::center);
-
-    alignment->segment(1)->setFocus();
-    QTest::keyClick(alignment->segment(1), Qt::Key_Right);
-    EXPECT_EQ(recipe().captionAlignment, SheetCaptionAlignment::right);
-    EXPECT_EQ(alignment->currentIndex(), 2);
 }
 
 TEST_F(OptionsPaneTest, QualityShowsOnlyForJpegAndStopsAt45Percent) {
@@ -242,36 +212,6 @@ TEST_F(OptionsPaneTest, TextThatIsNoNumberIsNeverStoredButTheSuffixIsAsTyped) {
     suffix->selectAll();
     QTest::keyClicks(suffix, QStringLiteral("-web"));
     EXPECT_EQ(recipe().suffix, "-web");
-}
-
-TEST_F(OptionsPaneTest, ColorWellStoresThePickedColourWithoutOpacity) {
-    auto* well = control<app::ColorWell>(pane(), "Background");
-    click(well);
-    QColorDialog* dialog = nullptr;
-    for (QColorDialog* open : ui.window().findChildren<QColorDialog*>())
-        if (open->isVisible()) dialog = open;
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_FALSE(dialog->testOption(QColorDialog::ShowAlphaChannel));
-    dialog->setCurrentColor(QColor::fromHsv(0, 255, 255));  // red, picked as HSV
-    dialog->accept();
-    EXPECT_EQ(recipe().background, (SheetColor{1, 0, 0, 1}));
-    EXPECT_EQ(well->color(), QColor(255, 0, 0));
-}
-
-TEST_F(OptionsPaneTest, PresetsMenuListsPresetsThenSavedLayouts) {
-    QMenu* menu = pane()->presetsButton()->menu();
-    EXPECT_THAT(titles(menu),
-                ElementsAre("Contact sheet", "Portfolio", "Proof grid", "Square grid"));
-    menu->actions()[2]->trigger();  // "Proof grid"
-    EXPECT_EQ(recipe(), tessel::recipe(SheetPreset::proof));
-    EXPECT_EQ(pane()->columns()->value(), 5);
-
-    ui.model().saveCurrentLayout(QStringLiteral("Trip"));
-    EXPECT_THAT(titles(menu), ElementsAre("Contact sheet", "Portfolio", "Proof grid", "Square grid",
-                                          "-", "Trip"));
-    ui.model().applyPreset(SheetPreset::contact);
-    menu->actions()[5]->trigger();
-    EXPECT_EQ(recipe(), tessel::recipe(SheetPreset::proof));
 }
 
 TEST_F(OptionsPaneTest, SavedLayoutRowsApplyAndDelete) {

@@ -19,42 +19,6 @@ namespace {
 using namespace tessel;
 using namespace tessel::test;
 
-// The plurals and the contact sheet's pixels are read off the pane below.
-TEST(PreviewText, PagePixelsAreTruncatedIntegers) {
-    SheetRecipe recipe = tessel::recipe(SheetPreset::contact);
-    recipe.paper = SheetPaper::hd;
-    recipe.orientation = SheetOrientation::landscape;
-    EXPECT_EQ(app::texts::pagePixels(recipe).toStdString(), "1920 × 1080 px");
-    recipe.paper = SheetPaper::custom;
-    recipe.customWidth = 100;  // raised to 320 on the raster page
-    EXPECT_EQ(app::texts::pagePixels(recipe).toStdString(), "3508 × 320 px");
-}
-
-TEST(PreviewPane, EmptyWindowShowsTheEmptyStateAndZeroFigures) {
-    WindowHarness ui;
-    app::PreviewPane* preview = ui.window().previewPane();
-    EXPECT_EQ(preview->body(), preview->emptyState());
-    EXPECT_EQ(preview->emptyState()->title().toStdString(), "Your sheet appears here");
-    EXPECT_EQ(preview->emptyState()->description().toStdString(),
-              "Add images, choose a layout, then export or print.");
-    EXPECT_EQ(text(preview->summary()), "A4 · Portrait · 3 × 4 grid");
-    EXPECT_EQ(text(preview->imageCount()), "0 images");
-    EXPECT_EQ(text(preview->pagePixels()), "1240 × 1754 px");
-    EXPECT_EQ(text(preview->pageCount()), "1 page");
-    EXPECT_TRUE(preview->navigation()->isHidden());
-}
-
-TEST(PreviewPane, OnePageHasNoNavigation) {
-    WindowHarness ui;
-    ui.addImages(1);
-    app::PreviewPane* preview = ui.window().previewPane();
-    ASSERT_TRUE(ui.model().previewResult().has_value());
-    EXPECT_EQ(preview->body(), preview->pageView());
-    EXPECT_TRUE(preview->navigation()->isHidden());
-    EXPECT_EQ(text(preview->imageCount()), "1 image");
-    EXPECT_EQ(text(preview->pageCount()), "1 page");
-}
-
 TEST(PreviewPane, ChevronsStepThroughThePagesAndStopAtTheEnds) {
     WindowHarness ui;
     ui.model().editRecipe([](SheetRecipe& recipe) { recipe.columns = recipe.rows = 1; });
@@ -109,28 +73,6 @@ TEST(PreviewPane, ANewPreviewRendersUnderASpinnerOverTheOldOne) {
     EXPECT_TRUE(preview->pageView()->isBusy());
     ui.settle();
     EXPECT_FALSE(preview->pageView()->isBusy());
-}
-
-TEST(PreviewPane, PageSitsInsetOnItsShadowWithThePagesProportions) {
-    WindowHarness ui;
-    ui.addImages(1);
-    app::PageView* view = ui.window().previewPane()->pageView();
-    const QRectF page = view->pageRect();
-    ASSERT_FALSE(page.isEmpty());
-    EXPECT_GE(page.left(), 34.0);
-    EXPECT_GE(page.top(), 34.0);
-    EXPECT_LE(page.right(), view->width() - 34.0);
-    EXPECT_LE(page.bottom(), view->height() - 34.0);
-    EXPECT_NEAR(page.width() / page.height(), 1240.0 / 1754.0, 0.01);
-
-    const QImage shown = view->grab().toImage();
-    const auto lightness = [&shown](QPointF at) {
-        return static_cast<double>(shown.pixelColor(at.toPoint()).lightnessF());
-    };
-    const QPointF under(page.center().x(), page.bottom() + 4);  // in the shadow, below the page
-    const QPointF clear(page.center().x(), view->height() - 2.0);
-    EXPECT_GT(lightness(page.center()), 0.95);  // the white page
-    EXPECT_LT(lightness(under), lightness(clear) - 0.03);
 }
 
 }  // namespace

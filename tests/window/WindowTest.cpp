@@ -57,47 +57,6 @@ bool highlightShown(WindowHarness& ui) {
     return highlight != nullptr && highlight->isVisible();
 }
 
-TEST(Window, PanesKeepTheirWidthsAndTheContentItsMinimumSize) {
-    WindowHarness ui;
-    EXPECT_EQ(ui.window().centralWidget()->minimumSize(), QSize(1180, 760));
-    const struct {
-        QWidget* pane;
-        int minimum;
-        int maximum;
-    } panes[] = {{ui.window().filesPane(), 240, 350},
-                 {ui.window().previewPane(), 500, QWIDGETSIZE_MAX},
-                 {ui.window().optionsPane(), 360, 470}};
-    for (const auto& pane : panes) {
-        EXPECT_EQ(pane.pane->minimumWidth(), pane.minimum);
-        EXPECT_EQ(pane.pane->maximumWidth(), pane.maximum);
-        EXPECT_GE(pane.pane->width(), pane.minimum);
-        EXPECT_LE(pane.pane->width(), pane.maximum);
-    }
-    // Extra width goes to the preview.
-    const int before = ui.window().previewPane()->width();
-    ui.window().resize(ui.window().width() + 200, ui.window().height());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(ui.window().previewPane()->width(), before + 200);
-}
-
-TEST(Window, ToolbarAddsImagesAndRevealsTheSelection) {
-    WindowHarness ui;
-    QAction* add = ui.window().addImagesAction();
-    QAction* reveal = ui.window().revealAction();
-    EXPECT_EQ(add->text().toStdString(), "Add Images");
-    EXPECT_EQ(add->toolTip().toStdString(), "Add images or folders");
-    EXPECT_EQ(reveal->text().toStdString(), "Reveal");
-    EXPECT_FALSE(reveal->isEnabled());
-
-    click(ui.window().toolBar()->widgetForAction(add));
-    EXPECT_EQ(ui.harness.dialogs.openPanels.size(), 1u);
-
-    ui.addImages(1);
-    EXPECT_TRUE(reveal->isEnabled());
-    ui.model().setSelectedID({});
-    EXPECT_FALSE(reveal->isEnabled());
-}
-
 // Over the preview and over the image list alike: the hover shows, leaving ends it, and a drop
 // adds its files as one batch.
 TEST(Window, FilesDroppedAnywhereAreAddedAsOneBatch) {
@@ -214,25 +173,6 @@ TEST(Window, EveryControlIsReachableByKeyboardAndNamedForScreenReaders) {
         reached = QApplication::focusWidget() == exportButton;
     }
     EXPECT_TRUE(reached);
-}
-
-TEST(SettingsWindow, AboutPanelNamesTheVersionAndLinksOut) {
-    Harness harness;
-    app::SettingsWindow about(harness.model());
-    EXPECT_EQ(about.width(), 460);
-    EXPECT_EQ(text(about.productLine()), "Orvane Tessel 1.2");
-
-    UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
-    for (QLabel* link : {about.feedbackLink(), about.websiteLink(), about.noticeLink()})
-        emit link->linkActivated(link->text().section(QLatin1Char('"'), 1, 1));
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
-
-    EXPECT_EQ(about.feedbackLink()->accessibleName().toStdString(), "Send feedback");
-    EXPECT_EQ(about.websiteLink()->accessibleName().toStdString(), "Website");
-    EXPECT_THAT(catcher.opened,
-                ElementsAre(harness.model().feedbackURL(), harness.model().websiteURL(),
-                            app::SettingsWindow::makerURL()));
 }
 
 }  // namespace
