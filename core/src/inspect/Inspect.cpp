@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tessel/Files.hpp"
@@ -101,6 +102,15 @@ bool endsComplete(Container container, const std::filesystem::path& file) {
     }
 }
 
+// The container's facts, or the file refused as cut off or damaged.
+detail::ContainerFacts walkOrRefuse(Container container, const std::filesystem::path& file,
+                                    const std::string& name) {
+    std::optional<detail::ContainerFacts> facts = walk(container, file);
+    if (!facts)
+        refuse(name, endsComplete(container, file) ? detail::kDamagedCause : detail::kCutOffCause);
+    return std::move(*facts);
+}
+
 }  // namespace
 
 SheetImageInfo inspect(const std::filesystem::path& file) {
@@ -121,6 +131,11 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     }
     const std::optional<Container> container = containerOf(loader);
     if (!container) refuse(name, detail::unusedFormatCause(nicknameOf(loader)));
+    // libpng sets aside the length a chunk declares before it reads the chunk: a few bytes
+    // claiming a text chunk of a gigabyte would cost a gigabyte. A PNG is known to hold every
+    // chunk it declares before libvips reads its header.
+    std::optional<detail::ContainerFacts> facts;
+    if (*container == Container::png) facts = walkOrRefuse(*container, file, name);
     const detail::VipsImageRef image(vips_image_new_from_source(source.get(), "", nullptr));
     if (!image) refuse(name, detail::decoderCause());
     // A file that could never be decoded within the budget is refused now, not at drawing.
@@ -130,9 +145,7 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
 
     std::int64_t frameCount = vips_image_get_n_pages(image.get());
     std::vector<std::uint8_t> exif = exifBlobOf(image.get());
-    std::optional<detail::ContainerFacts> facts = walk(*container, file);
-    if (!facts)
-        refuse(name, endsComplete(*container, file) ? detail::kDamagedCause : detail::kCutOffCause);
+    if (!facts) facts = walkOrRefuse(*container, file, name);
     if (facts->frameCount) frameCount = *facts->frameCount;
     // libvips reads PNG eXIf only when it precedes the image data.
     if (*container == Container::png) exif = std::move(facts->exif);
