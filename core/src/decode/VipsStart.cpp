@@ -52,6 +52,24 @@ void loadHeifDecoder() {
     (void)g_module_open(TESSEL_VIPS_MODULE_DIR "/vips-heif.so", G_MODULE_BIND_LAZY);
 }
 
+// libvips asks each loader whether a file is its own. OpenSlide answers by parsing any
+// TIFF-like file as a microscope slide and trusts the sizes it finds there: 1 KB of TIFF made
+// it ask for 2.4 GB. No sheet reads slides, so its loaders answer no without looking. (A
+// loader without a sniffer would be matched by file name, and it claims ".tif".)
+gboolean neverASlide(const char*) { return FALSE; }
+gboolean neverASlideSource(VipsSource*) { return FALSE; }
+
+void keepSlideLoadersFromLooking() {
+    for (const char* name : {"VipsForeignLoadOpenslideFile", "VipsForeignLoadOpenslideSource"}) {
+        const GType type = g_type_from_name(name);
+        if (type == 0) continue;  // OpenSlide's module is not loaded
+        // The reference is kept: the class, and what is set here, must stay.
+        auto* loader = static_cast<VipsForeignLoadClass*>(g_type_class_ref(type));
+        loader->is_a = neverASlide;
+        loader->is_a_source = neverASlideSource;
+    }
+}
+
 }  // namespace
 
 void ensureVipsStarted() {
@@ -65,6 +83,7 @@ void ensureVipsStarted() {
         // Only the trusted photo loaders may touch user files: ImageMagick, PDF, SVG and the
         // scientific formats stay out of reach even when a file's bytes look like them.
         vips_block_untrusted_set(TRUE);
+        keepSlideLoadersFromLooking();
         // Renders decode several images at once, each on its own worker thread; libvips's own
         // thread pool would only compete with them for the same cores.
         vips_concurrency_set(1);
