@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "formats/BigEndian.hpp"
+#include "formats/IsoBox.hpp"
 #include "formats/heif/Heif.hpp"
 
 namespace tessel::detail {
@@ -16,30 +17,6 @@ namespace tessel::detail {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
-
-struct BoxHeader {
-    std::string_view type;
-    std::uint64_t size = 0;      ///< the whole box, header included
-    std::size_t headerSize = 0;  ///< 8, or 16 with a 64-bit size
-};
-
-// An ISO base media box header from the first bytes of a box with `left` bytes up to the end
-// of its container; `bytes` holds at least 8 of them, or 16 when `left` allows. Nothing when
-// the header is cut or the box runs past the end of its container.
-std::optional<BoxHeader> boxHeader(const std::uint8_t* bytes, std::uint64_t left) {
-    if (left < 8) return std::nullopt;
-    BoxHeader header{std::string_view(reinterpret_cast<const char*>(bytes + 4), 4),
-                     bigEndian32(bytes), 8};
-    if (header.size == 1) {
-        if (left < 16) return std::nullopt;
-        header.size = bigEndian64(bytes + 8);
-        header.headerSize = 16;
-    } else if (header.size == 0) {
-        header.size = left;  // to the end of the container
-    }
-    if (header.size < header.headerSize || header.size > left) return std::nullopt;
-    return header;
-}
 
 // Calls visit(type, payload) for each box in `data`; false when a box header is cut or a box
 // runs past the end of `data`.

@@ -65,6 +65,9 @@ struct JpegDecodingCost {
 /// Nothing when `file` is not a JPEG or no frame header comes before the first scan.
 std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& file);
 
+/// The same for a JPEG stream in memory (a camera RAW file's preview).
+std::optional<JpegDecodingCost> jpegDecodingCost(std::span<const std::uint8_t> jpeg);
+
 /// Inspection's walk: markers from SOI through the entropy-coded scans to the first EOI
 /// (later images of a multi-picture file are not walked), read through a small window rather
 /// than whole. Nothing when the stream ends before EOI or has no scan.
@@ -93,6 +96,10 @@ struct ScaledJpeg {
 /// progressive file whose scans end before their data does, which no decoder can complete, or
 /// a decoding given up because `stop` was raised (it is looked at before every read).
 std::optional<ScaledJpeg> decodeScaledJPEG(const std::filesystem::path& file, int size, bool& cut,
+                                           const std::atomic<bool>* stop = nullptr);
+
+/// The same for a JPEG stream in memory (a camera RAW file's preview).
+std::optional<ScaledJpeg> decodeScaledJPEG(std::span<const std::uint8_t> jpeg, int size, bool& cut,
                                            const std::atomic<bool>* stop = nullptr);
 
 }  // namespace tessel::detail

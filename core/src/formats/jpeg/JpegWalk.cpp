@@ -216,10 +216,9 @@ std::optional<std::uint64_t> progressiveCoefficientBytes(std::span<const std::ui
     return total;
 }
 
-std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& file) {
-    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!descriptor) return std::nullopt;
-    ForwardReader in(descriptor.get());
+namespace {
+
+std::optional<JpegDecodingCost> decodingCostOf(ForwardReader& in) {
     std::optional<JpegDecodingCost> frame;
     std::optional<std::uint64_t> coefficients;
     bool progressive = false;
@@ -250,6 +249,20 @@ std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& fi
     });
     if (!reachedScan) return std::nullopt;
     return frame;
+}
+
+}  // namespace
+
+std::optional<JpegDecodingCost> jpegDecodingCost(const std::filesystem::path& file) {
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor) return std::nullopt;
+    ForwardReader in(descriptor.get());
+    return decodingCostOf(in);
+}
+
+std::optional<JpegDecodingCost> jpegDecodingCost(std::span<const std::uint8_t> jpeg) {
+    ForwardReader in(jpeg);
+    return decodingCostOf(in);
 }
 
 std::optional<JpegFrame> readJPEGFrame(std::span<const std::uint8_t> jpeg) {
