@@ -13,6 +13,8 @@ string(REGEX MATCH "^[0-9]+\\.[0-9]+" VIPS_MAJOR_MINOR "${VIPS_VERSION}")
 set(VIPS_MODULE_DIR "${VIPS_LIBDIR}/vips-modules-${VIPS_MAJOR_MINOR}")
 pkg_check_modules(GMODULE REQUIRED IMPORTED_TARGET gmodule-2.0)      # one libvips module
 pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)              # EXIF tags
+pkg_check_modules(LIBRAW REQUIRED IMPORTED_TARGET libraw_r)          # camera RAW files (thread-safe build)
+pkg_check_modules(LCMS2 REQUIRED IMPORTED_TARGET lcms2)              # Adobe RGB previews
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)  # pages, captions
 pkg_check_modules(QPDF REQUIRED IMPORTED_TARGET libqpdf)             # PDF writing and reading
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)      # dates, collation

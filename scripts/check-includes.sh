@@ -19,6 +19,8 @@ rule libvips '^vips/' 'core/src/decode/* core/src/inspect/Inspect.cpp bench/ssim
 rule GLib '^(glib|glib-object|gio|gmodule)(\.h$|/)' 'core/src/decode/* core/src/inspect/Inspect.cpp core/src/draw/*
   cli/desktop/*'
 rule exiv2 '^exiv2/' 'core/src/formats/exif/*'
+rule LibRaw '^libraw/' 'core/src/formats/raw/*'
+rule LittleCMS '^lcms2\.h$' 'core/src/decode/ColorProfile.cpp'
 rule cairo '^cairo(\.h$|-|/)' 'core/src/draw/*'
 rule Pango '^pango/' 'core/src/draw/*'
 rule qpdf '^qpdf/' 'core/src/formats/pdf/PdfBuilder.cpp core/src/formats/pdf/PdfRead.cpp'

@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
   clang clang-format clang-tidy libclang-rt-14-dev llvm
   # core libraries
-  libvips-dev libheif-dev libexiv2-dev libcairo2-dev libpango1.0-dev libqpdf-dev
+  libvips-dev libheif-dev libexiv2-dev libraw-dev liblcms2-dev libcairo2-dev libpango1.0-dev libqpdf-dev
   nlohmann-json3-dev libcurl4-openssl-dev libssl-dev libicu-dev uuid-dev
   libjpeg62-turbo-dev libspng-dev libpng-dev zlib1g-dev
   # fonts for captions: Nimbus Sans is metric-compatible with Helvetica
@@ -22,7 +22,7 @@ packages=(
   # tests and benchmarks (bench/compare.sh and bench/make-corpus.sh need exiftool and bc)
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf openssl libvips-tools libjpeg-turbo-progs imagemagick time hyperfine
-  libimage-exiftool-perl bc xvfb xauth python3 locales dbus-daemon
+  libimage-exiftool-perl libraw-bin bc xvfb xauth python3 locales dbus-daemon
   # the file types by which tessel-sheet's "Open" finds the viewer for a sheet
   shared-mime-info
   # exports onto an exFAT file system (a loop device mounted through FUSE) in the tests

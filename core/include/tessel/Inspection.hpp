@@ -39,13 +39,25 @@ struct SheetInput {
 
 namespace TesselRenderer {
 
-/// The lower-case extensions accepted as images when collecting files from folders.
-inline constexpr std::string_view supportedExtensions[] = {"heic", "heif", "jpg",  "jpeg",
-                                                           "png",  "tif",  "tiff", "webp"};
+/// The lower-case extensions accepted as images when collecting files from folders: the
+/// ordinary image formats, then the camera RAW formats (`rawExtensions`).
+inline constexpr std::string_view supportedExtensions[] = {
+    "heic", "heif", "jpg", "jpeg", "png", "tif", "tiff", "webp",
+    // Camera RAW formats, read through LibRaw.
+    "3fr", "arw", "cr2", "cr3", "crw", "dcr", "dng", "erf", "fff", "gpr", "iiq", "k25", "kdc",
+    "mef", "mos", "mrw", "nef", "nrw", "orf", "pef", "raf", "raw", "rw2", "rwl", "sr2", "srf",
+    "srw", "x3f"};
 
-/// Reads the headers of `file` (never its pixels). Throws `TesselError::cannotRead` naming
-/// the file when it cannot be opened or its size is below 1 × 1, and
-/// `TesselError::multiFrame` when it holds any number of frames other than one.
+/// The camera RAW formats among `supportedExtensions`: files with these extensions are read
+/// through LibRaw (and never through the TIFF reader, although most are TIFF containers).
+inline constexpr std::span<const std::string_view> rawExtensions{supportedExtensions + 8,
+                                                                 std::end(supportedExtensions)};
+
+/// Reads the headers of `file` (never its pixels; never a camera RAW file's sensor data).
+/// Throws `TesselError::cannotRead` naming the file when it cannot be opened or its size is
+/// below 1 × 1, and `TesselError::multiFrame` when it holds any number of frames other than
+/// one. A camera RAW file is one frame (the previews it embeds are not frames), its size that
+/// of its developed picture: stretched to square pixels and turned by its orientation.
 SheetImageInfo inspect(const std::filesystem::path& file);
 
 /// Reports how far a batch is: items finished so far out of the total. Called from the

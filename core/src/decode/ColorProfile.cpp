@@ -1,5 +1,7 @@
 #include "decode/ColorProfile.hpp"
 
+#include <lcms2.h>
+
 #include "decode/Decode.hpp"
 #include "decode/Vips.hpp"
 
@@ -25,7 +27,29 @@ std::vector<std::uint8_t> loadSrgbProfile() {
     return {bytes, bytes + size};
 }
 
+using ProfileRef = Handle<cmsHPROFILE, cmsCloseProfile>;
+using ToneCurveRef = Handle<cmsToneCurve*, cmsFreeToneCurve>;
+
+std::vector<std::uint8_t> makeAdobeRgbProfile() {
+    const cmsCIExyY white{0.3127, 0.3290, 1.0};
+    const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1.0}, {0.21, 0.71, 1.0}, {0.15, 0.06, 1.0}};
+    const ToneCurveRef gamma(cmsBuildGamma(nullptr, 563.0 / 256.0));
+    if (!gamma) return {};
+    cmsToneCurve* curves[3] = {gamma.get(), gamma.get(), gamma.get()};
+    const ProfileRef profile(cmsCreateRGBProfile(&white, &primaries, curves));
+    cmsUInt32Number size = 0;
+    if (!profile || !cmsSaveProfileToMem(profile.get(), nullptr, &size) || size == 0) return {};
+    std::vector<std::uint8_t> bytes(size);
+    if (!cmsSaveProfileToMem(profile.get(), bytes.data(), &size)) return {};
+    return bytes;
+}
+
 }  // namespace
+
+const std::vector<std::uint8_t>& adobeRgbProfile() {
+    static const std::vector<std::uint8_t> profile = makeAdobeRgbProfile();
+    return profile;
+}
 
 const std::vector<std::uint8_t>& srgbProfile() {
     static const std::vector<std::uint8_t> profile = loadSrgbProfile();

@@ -12,6 +12,8 @@
 #include "base/SystemCause.hpp"
 #include "decode/DecodeBudget.hpp"
 #include "decode/DecodeCause.hpp"
+#include "decode/RawDecode.hpp"
+#include "decode/Upright.hpp"
 #include "decode/Vips.hpp"
 #include "formats/exif/ExifReader.hpp"
 #include "formats/jpeg/Jpeg.hpp"
@@ -20,13 +22,6 @@ namespace tessel::detail {
 namespace {
 
 using ImageRef = VipsImageRef;
-
-template <class Operation>
-ImageRef apply(const ImageRef& in, Operation operation) {
-    ImageRef out;
-    if (operation(in.get(), out.out()) != 0) return {};
-    return out;
-}
 
 ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
     VipsImage* image = nullptr;
@@ -37,39 +32,6 @@ ImageRef open(const std::filesystem::path& file, int jpegShrink = 0) {
         image = vips_image_new_from_file(file.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
                                          VIPS_FAIL_ON_ERROR, nullptr);
     return ImageRef(image);
-}
-
-/// Reduces a loaded image to `size` on its longer side (never enlarging) and turns it upright.
-/// Opaque images are resampled with `filter`: a triangle as wide as the reduction for pictures
-/// that pages draw smaller still with cairo's own high-quality filter, where a sharper kernel
-/// only costs time. Images with alpha go through libvips's thumbnail, which resamples them
-/// premultiplied.
-ImageRef reduced(const ImageRef& image, int size, ReduceFilter filter) {
-    if (!image) return {};
-    if (vips_image_hasalpha(image.get())) {
-        return apply(image, [size](VipsImage* in, VipsImage** out) {
-            return vips_thumbnail_image(in, out, size, "height", size, "size", VIPS_SIZE_DOWN,
-                                        nullptr);
-        });
-    }
-    const int longer =
-        std::max(vips_image_get_width(image.get()), vips_image_get_height(image.get()));
-    ImageRef result =
-        apply(image, [](VipsImage* in, VipsImage** out) { return vips_copy(in, out, nullptr); });
-    if (result && longer > size) {
-        const double scale = static_cast<double>(size) / longer;
-        result = apply(result, [scale, filter](VipsImage* in, VipsImage** out) {
-            return vips_resize(in, out, scale, "kernel", vipsKernel(filter), "gap", 0.0, nullptr);
-        });
-    }
-    if (result && vips_image_get_orientation(result.get()) > 1) {
-        // Turning needs the whole picture; the reduced one is small.
-        const ImageRef whole(vips_image_copy_memory(result.get()));
-        if (!whole) return {};
-        result = apply(
-            whole, [](VipsImage* in, VipsImage** out) { return vips_autorot(in, out, nullptr); });
-    }
-    return result;
 }
 
 /// The smallest DCT scale (1/2, 1/4, 1/8) that still leaves the JPEG's longer side at least
@@ -85,8 +47,6 @@ int jpegShrink(const std::filesystem::path& file, int size) {
     return shrink;
 }
 
-void freePixels(VipsImage*, gpointer pixels) { std::free(pixels); }
-
 /// A JPEG decoded straight through libjpeg-turbo at a reduced DCT scale, as a libvips image
 /// carrying its orientation and ICC profile. libvips's own JPEG loader reaches the same
 /// pixels but costs a sixth more per file in its tile machinery; files this way refuses
@@ -95,23 +55,10 @@ ImageRef scaledJpeg(const std::filesystem::path& file, int size, int minimum, bo
                     const std::atomic<bool>* stop, ReduceFilter filter) {
     std::optional<ScaledJpeg> decoded = decodeScaledJPEG(file, minimum, cut, stop);
     if (!decoded) return {};
-    const std::size_t length = static_cast<std::size_t>(decoded->width * decoded->height) *
-                               static_cast<std::size_t>(decoded->components);
-    ImageRef image(vips_image_new_from_memory(
-        decoded->pixels.get(), length, static_cast<int>(decoded->width),
-        static_cast<int>(decoded->height), decoded->components, VIPS_FORMAT_UCHAR));
-    if (!image) return {};
-    // The image owns the pixels from here on and frees them when it is closed.
-    g_signal_connect(image.get(), "postclose", G_CALLBACK(freePixels), decoded->pixels.release());
-    image.get()->Type =
-        decoded->components == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
-    if (!decoded->icc.empty())
-        vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, decoded->icc.data(),
-                                 decoded->icc.size());
     const auto orientation = readExifBlock(decoded->exif).orientation.value_or(1);
-    if (orientation >= 2 && orientation <= 8)
-        vips_image_set_int(image.get(), VIPS_META_ORIENTATION, static_cast<int>(orientation));
-    return reduced(image, size, filter);
+    const std::vector<std::uint8_t> icc = std::move(decoded->icc);
+    return reducedUpright(pictureOfSamples(std::move(*decoded), static_cast<int>(orientation), icc),
+                          size, filter);
 }
 
 /// The picture at `size` on its longer side at most, upright, failing on damaged data; a JPEG
@@ -126,11 +73,11 @@ ImageRef thumbnail(const std::filesystem::path& file, int size, int minimum,
     const std::string_view name(loader);
     if (name == "VipsForeignLoadJpegFile") {
         const int shrink = jpegShrink(file, minimum);
-        return shrink > 0 ? reduced(open(file, shrink), size, filter) : ImageRef();
+        return shrink > 0 ? reducedUpright(open(file, shrink), size, filter) : ImageRef();
     }
     // libvips's thumbnail would take the picture embedded in a HEIF file when it is large
     // enough; pages show the image itself. libheif decodes at full size either way.
-    if (name == "VipsForeignLoadHeifFile") return reduced(open(file), size, filter);
+    if (name == "VipsForeignLoadHeifFile") return reducedUpright(open(file), size, filter);
 
     // Other formats shrink on load where they can (WebP, pyramidal TIFF). CMYK is turned
     // into sRGB here already; RGB keeps its embedded profile for the step below.
@@ -207,16 +154,16 @@ Bitmap toBitmap(const std::uint8_t* pixels, std::int64_t width, std::int64_t hei
 
 }  // namespace
 
-std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int64_t maxPixelSize,
-                                    std::int64_t minimumPixelSize, const std::atomic<bool>* stop,
-                                    ReduceFilter filter, std::string* cause) {
+std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, const DecodeRequest& request,
+                                    std::string* cause) {
     ensureDecodersFor(file);
     // libvips refuses target sizes above ten million; any such bound means "no bound".
     constexpr std::int64_t largestTarget = 10'000'000;
-    const int size = static_cast<int>(std::clamp<std::int64_t>(maxPixelSize, 1, largestTarget));
+    const int size =
+        static_cast<int>(std::clamp<std::int64_t>(request.maxPixelSize, 1, largestTarget));
     const int minimum =
-        minimumPixelSize > 0
-            ? static_cast<int>(std::clamp<std::int64_t>(minimumPixelSize, 1, largestTarget))
+        request.minimumPixelSize > 0
+            ? static_cast<int>(std::clamp<std::int64_t>(request.minimumPixelSize, 1, largestTarget))
             : size;
 
     // Nothing but a regular file is opened (a FIFO would block, a device never end), and
@@ -227,15 +174,21 @@ std::optional<Bitmap> decodeUpright(const std::filesystem::path& file, std::int6
         return std::nullopt;
     };
     if (!openRegularFile(file)) return fail(openingCause(errno));
-    if (!withinDecodingBudget(file, std::max(size, minimum))) return fail(budgetRefusalCause(file));
+    const bool raw = readsAsRaw(file);
+    // A RAW file's way to its picture, and so its cost, is settled once it is opened.
+    if (!raw && !withinDecodingBudget(file, std::max(size, minimum)))
+        return fail(budgetRefusalCause(file));
 
     bool cut = false;
-    ImageRef image = thumbnail(file, size, minimum, stop, filter, cut);
+    std::string rawCause;
+    ImageRef image = raw ? rawPicture(file, request, size, minimum, rawCause)
+                         : thumbnail(file, size, minimum, request.stop, request.filter, cut);
     if (image) image = toEightBitSRGB(withSRGBProfile(std::move(image)));
     const int bands = image ? vips_image_get_bands(image.get()) : 0;
     if (!image || bands < 1 || bands > 4) {
+        if (!rawCause.empty()) return fail(rawCause);
         if (cut) return fail(kCutOffCause);
-        if (!image && vips_foreign_find_load(file.c_str()) == nullptr)
+        if (!image && !raw && vips_foreign_find_load(file.c_str()) == nullptr)
             return fail(kNotAnImageCause);
         return fail(decoderCause());
     }

@@ -86,7 +86,7 @@ std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file) 
     // libheif's planes (up to 16 bits a sample) and the interleaved image made from them.
     if (loader.starts_with("heifload")) return bytesOf(pixels * 6);
     if (loader.starts_with("tiffload")) {
-        const ExifFacts facts = readTiffFile(file);
+        const ExifFacts facts = readImageFile(file);
         if (facts.tiled) return 0;
         const double rows = std::min(
             height,
@@ -96,9 +96,8 @@ std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file) 
     return 0;
 }
 
-namespace {
-
-bool withinBudget(std::uint64_t loader, double width, double height, std::int64_t maxPixelSize) {
+bool withinDecodingBudget(std::uint64_t loader, double width, double height,
+                          std::int64_t maxPixelSize) {
     const auto budgetBytes = static_cast<std::uint64_t>(TesselRenderer::decodingBudget());
     if (loader > budgetBytes) return false;
     if (maxPixelSize <= 0) return true;
@@ -109,20 +108,18 @@ bool withinBudget(std::uint64_t loader, double width, double height, std::int64_
     return output <= budgetBytes - loader;
 }
 
-}  // namespace
-
 bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,
                           std::int64_t maxPixelSize) {
-    return withinBudget(loaderBytes(header, file), vips_image_get_width(header),
-                        vips_image_get_height(header), maxPixelSize);
+    return withinDecodingBudget(loaderBytes(header, file), vips_image_get_width(header),
+                                vips_image_get_height(header), maxPixelSize);
 }
 
 bool withinDecodingBudget(const std::filesystem::path& file, std::int64_t maxPixelSize) {
     // A JPEG is judged from its own frame header: asking libvips for it costs as much as
     // drawing a small picture. libvips's loader reads the same size and the same frame.
     if (const std::optional<JpegDecodingCost> jpeg = jpegDecodingCost(file))
-        return withinBudget(jpeg->bytes, static_cast<double>(jpeg->width),
-                            static_cast<double>(jpeg->height), maxPixelSize);
+        return withinDecodingBudget(jpeg->bytes, static_cast<double>(jpeg->width),
+                                    static_cast<double>(jpeg->height), maxPixelSize);
     // A source rather than a file name: libvips would read "[...]" at the end of a file name
     // as load options.
     const VipsSourceRef source(vips_source_new_from_file(file.c_str()));

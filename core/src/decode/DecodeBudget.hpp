@@ -17,6 +17,12 @@ namespace tessel::detail {
 /// a time count nothing. The maximum when `file`'s headers cannot be read.
 std::uint64_t loaderBytes(VipsImage* header, const std::filesystem::path& file);
 
+/// Whether a loader holding `loaderBytes` at once, decoding a `width` × `height` image to at
+/// most `maxPixelSize` on its longer side (0: only the loader's own needs), stays within
+/// `TesselRenderer::decodingBudget()`.
+bool withinDecodingBudget(std::uint64_t loaderBytes, double width, double height,
+                          std::int64_t maxPixelSize);
+
 /// Whether decoding `file` to at most `maxPixelSize` on its longer side (0: only the
 /// loader's own needs) stays within `TesselRenderer::decodingBudget()`.
 bool withinDecodingBudget(VipsImage* header, const std::filesystem::path& file,

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <string_view>
 #include <vector>
 
+#include "base/SystemCause.hpp"
 #include "decode/Vips.hpp"
+#include "formats/exif/ExifReader.hpp"
 
 namespace tessel::detail {
 namespace {
@@ -76,6 +79,42 @@ std::string unusedFormatCause(const std::string& loaderNickname) {
     if (format.empty()) return kNotAnImageCause;
     for (char& c : format) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return "Tessel does not read " + format + " files.";
+}
+
+namespace {
+
+// The camera as people call it: the model, with the make before it unless the model names
+// it already ("Canon PowerShot G2", "GoPro HERO7 Black").
+std::string cameraName(const ExifFacts& facts) {
+    const auto trimmed = [](std::string text) {
+        while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+            text.pop_back();
+        while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
+            text.erase(0, 1);
+        return text;
+    };
+    const std::string model = trimmed(facts.model.value_or(""));
+    std::string make = trimmed(facts.make.value_or(""));
+    make = make.substr(0, make.find(' '));  // "Eastman Kodak Company" is a Kodak
+    if (make.empty() || containsIgnoringCase(model, make)) return model;
+    return model.empty() ? make : make + " " + model;
+}
+
+}  // namespace
+
+std::string rawCause(RawFailure failure, const std::filesystem::path& file) {
+    switch (failure) {
+        case RawFailure::empty: return kEmptyFileCause;
+        case RawFailure::notRaw: return kNotRawCause;
+        case RawFailure::cutOff: return kCutOffCause;
+        case RawFailure::damaged: return kDamagedCause;
+        case RawFailure::unreadable: return systemCause(EIO);
+        case RawFailure::stopped: return "The decoding was stopped.";
+        case RawFailure::unsupported: break;
+    }
+    const std::string camera = cameraName(readImageFile(file));
+    if (camera.empty()) return "Tessel does not read this RAW format.";
+    return "Tessel does not read the RAW files of this camera (" + camera + ").";
 }
 
 }  // namespace tessel::detail

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <string>
 #include <system_error>
+#include <unordered_map>
 
 namespace tessel {
 namespace {
@@ -30,6 +31,42 @@ bool hasSupportedExtension(const fs::path& path) {
            std::end(TesselRenderer::supportedExtensions);
 }
 
+bool isRaw(const fs::path& path) {
+    return std::ranges::find(TesselRenderer::rawExtensions, lowerExtension(path)) !=
+           TesselRenderer::rawExtensions.end();
+}
+
+// The formats a camera writes beside its RAW files.
+bool isCameraPicture(const fs::path& path) {
+    const std::string ext = lowerExtension(path);
+    return ext == "jpg" || ext == "jpeg" || ext == "heic" || ext == "heif";
+}
+
+std::string lowerStem(const fs::path& path) {
+    std::string stem = path.stem().string();
+    std::ranges::transform(stem, stem.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return stem;
+}
+
+// Leaves out of one folder's `files` each RAW file whose JPEG or HEIC is among them.
+void pairRawFiles(std::vector<fs::path>& files, ImageFileScan& scan) {
+    std::unordered_map<std::string, fs::path> pictures;
+    for (const fs::path& file : files)
+        if (isCameraPicture(file)) pictures.try_emplace(lowerStem(file), file);
+    if (pictures.empty()) return;
+    std::vector<fs::path> kept;
+    kept.reserve(files.size());
+    for (fs::path& file : files) {
+        const auto partner = isRaw(file) ? pictures.find(lowerStem(file)) : pictures.end();
+        if (partner == pictures.end())
+            kept.push_back(std::move(file));
+        else
+            scan.pairedRaws.push_back({file, partner->second});
+    }
+    files = std::move(kept);
+}
+
 bool isHidden(const fs::path& path) { return path.filename().native().starts_with('.'); }
 
 bool isPackage(const fs::path& path) {
@@ -40,11 +77,12 @@ bool isPackage(const fs::path& path) {
 // and the scan goes on: a folder that cannot be opened, an entry whose type cannot be read (a
 // broken symbolic link), and the rest of a folder whose listing fails part-way. What a folder
 // lists does not depend on the order its entries come in.
-void scanFolder(const fs::path& top, std::vector<fs::path>& found) {
+void scanFolder(const fs::path& top, ImageFileScan& scan) {
     std::vector<fs::path> folders{top};
     while (!folders.empty()) {
         const fs::path folder = std::move(folders.back());
         folders.pop_back();
+        std::vector<fs::path> files;
         std::error_code ec;
         fs::directory_iterator it(folder, ec);
         for (const fs::directory_iterator end; !ec && it != end; it.increment(ec)) {
@@ -61,27 +99,48 @@ void scanFolder(const fs::path& top, std::vector<fs::path>& found) {
             // A symbolic link counts as the file it points to; a broken one is not an image.
             const fs::file_status target = it->status(typeError);
             if (!typeError && fs::is_regular_file(target) && hasSupportedExtension(path))
-                found.push_back(path);
+                files.push_back(path);
         }
+        pairRawFiles(files, scan);
+        scan.files.insert(scan.files.end(), std::make_move_iterator(files.begin()),
+                          std::make_move_iterator(files.end()));
     }
 }
 
 }  // namespace
 
-std::vector<fs::path> imageFiles(const std::vector<fs::path>& locations) {
-    std::vector<fs::path> found;
+ImageFileScan scanImageFiles(const std::vector<fs::path>& locations) {
+    ImageFileScan scan;
     for (const fs::path& location : locations) {
         std::error_code ec;
         if (fs::is_directory(location, ec)) {
-            scanFolder(location, found);
+            scanFolder(location, scan);
         } else if (hasSupportedExtension(location)) {
-            found.push_back(location);
+            scan.files.push_back(location);
         }
     }
-    std::ranges::stable_sort(found, [](const fs::path& a, const fs::path& b) {
+    const auto natural = [](const fs::path& a, const fs::path& b) {
         return naturalLess(a.native(), b.native());
-    });
-    return found;
+    };
+    std::ranges::stable_sort(scan.files, natural);
+    std::ranges::stable_sort(scan.pairedRaws, natural, &PairedRawFile::raw);
+    return scan;
+}
+
+std::string pairedRawSummary(const std::vector<PairedRawFile>& pairedRaws) {
+    bool jpeg = false;
+    bool heic = false;
+    for (const PairedRawFile& pair : pairedRaws) {
+        const std::string ext = lowerExtension(pair.shownBy);
+        (ext == "heic" || ext == "heif" ? heic : jpeg) = true;
+    }
+    const std::string partner = jpeg && heic ? "JPEG or HEIC" : heic ? "HEIC" : "JPEG";
+    if (pairedRaws.size() == 1) return "1 RAW file shown by its " + partner;
+    return std::to_string(pairedRaws.size()) + " RAW files shown by their " + partner;
+}
+
+std::vector<fs::path> imageFiles(const std::vector<fs::path>& locations) {
+    return scanImageFiles(locations).files;
 }
 
 void sortByFilename(std::vector<SheetInput>& inputs) {

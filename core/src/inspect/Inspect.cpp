@@ -22,6 +22,8 @@
 #include "formats/heif/Heif.hpp"
 #include "formats/jpeg/Jpeg.hpp"
 #include "formats/png/Png.hpp"
+#include "formats/raw/Raw.hpp"
+#include "inspect/InspectRaw.hpp"
 
 namespace tessel::TesselRenderer {
 
@@ -115,6 +117,9 @@ detail::ContainerFacts walkOrRefuse(Container container, const std::filesystem::
 
 SheetImageInfo inspect(const std::filesystem::path& file) {
     const std::string name = file.filename().string();
+    // Camera RAW files are known by their names: most are TIFF containers whose first picture
+    // is a small thumbnail, which the TIFF reader would take for the photograph.
+    if (detail::hasRawExtension(file)) return detail::inspectRaw(file);
     detail::ensureDecodersFor(file);
 
     // Only regular files: a FIFO or a device named like a photo would block or never end.
@@ -152,7 +157,9 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     if (frameCount != 1) throw TesselError::multiFrame(name, frameCount);
 
     const detail::ExifFacts metadata =
-        *container == Container::tiff ? detail::readTiffFile(file) : detail::readExifBlock(exif);
+        *container == Container::tiff ? detail::readImageFile(file) : detail::readExifBlock(exif);
+    // A DNG named like a TIFF (or like nothing at all) is a camera RAW file still.
+    if (metadata.dng) return detail::inspectRaw(file);
     std::int64_t width = vips_image_get_width(image.get());
     std::int64_t height = vips_image_get_height(image.get());
     // libheif has already applied the container's rotation; HEIF's EXIF orientation only

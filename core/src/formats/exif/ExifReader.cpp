@@ -30,7 +30,15 @@ ExifFacts factsOf(const Exiv2::ExifData& data) {
         facts.orientation = orientation->toLong();
     }
     facts.dateTimeOriginal = asciiTag(data, "Exif.Photo.DateTimeOriginal");
+    if (!facts.dateTimeOriginal)
+        facts.dateTimeOriginal = asciiTag(data, "Exif.Image.DateTimeOriginal");
     facts.model = asciiTag(data, "Exif.Image.Model");
+    facts.make = asciiTag(data, "Exif.Image.Make");
+    const auto space = data.findKey(Exiv2::ExifKey("Exif.Photo.ColorSpace"));
+    const std::optional<std::string> index = asciiTag(data, "Exif.Iop.InteroperabilityIndex");
+    facts.adobeRGB = space != data.end() && space->count() > 0 && space->toLong() == 0xFFFF &&
+                     index && index->starts_with("R03");
+    facts.read = true;
     return facts;
 }
 
@@ -52,7 +60,7 @@ ExifFacts readExifBlock(std::span<const std::uint8_t> block) {
     }
 }
 
-ExifFacts readTiffFile(const std::filesystem::path& file) {
+ExifFacts readImageFile(const std::filesystem::path& file) {
     muteExiv2();
     try {
         auto image = Exiv2::ImageFactory::open(file.string());
@@ -63,6 +71,7 @@ ExifFacts readTiffFile(const std::filesystem::path& file) {
         const auto rows = data.findKey(Exiv2::ExifKey("Exif.Image.RowsPerStrip"));
         if (rows != data.end() && rows->count() > 0) facts.rowsPerStrip = rows->toLong();
         facts.tiled = data.findKey(Exiv2::ExifKey("Exif.Image.TileWidth")) != data.end();
+        facts.dng = data.findKey(Exiv2::ExifKey("Exif.Image.DNGVersion")) != data.end();
         return facts;
     } catch (const std::exception&) {
         return {};
