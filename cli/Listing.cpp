@@ -61,7 +61,7 @@ std::string line(const json& object) {
 int printInspection(const SheetCommand& command, Console& console) {
     bool failed = false;
     for (const std::string& argument : command.images) {
-        for (const std::filesystem::path& file : imagesOf(argument)) {
+        for (const std::filesystem::path& file : imagesOf(argument).files) {
             const json object = describe(file.string());
             failed = failed || object.contains("error");
             console.out << line(object) << "\n";

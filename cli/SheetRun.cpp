@@ -75,7 +75,8 @@ private:
 };
 
 std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path& folder,
-                                    std::istream& in, std::optional<fs::path>& fromStdin) {
+                                    std::istream& in, std::optional<fs::path>& fromStdin,
+                                    std::vector<PairedRawFile>& pairedRaws) {
     std::vector<fs::path> files;
     for (const std::string& argument : command.images) {
         if (argument == "-") {
@@ -84,7 +85,9 @@ std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path&
             files.push_back(*fromStdin);
             continue;
         }
-        for (fs::path& file : imagesOf(argument)) files.push_back(std::move(file));
+        ImageFileScan scan = imagesOf(argument);
+        for (fs::path& file : scan.files) files.push_back(std::move(file));
+        pairedRaws.insert(pairedRaws.end(), scan.pairedRaws.begin(), scan.pairedRaws.end());
     }
     return files;
 }
@@ -93,7 +96,12 @@ std::vector<fs::path> resolveInputs(const SheetCommand& command, const fs::path&
 std::vector<fs::path> makeSheetIn(const SheetCommand& command, const SheetRecipe& sheetRecipe,
                                   const fs::path& folder, Console& console,
                                   std::optional<fs::path>& fromStdin) {
-    const std::vector<fs::path> files = resolveInputs(command, folder, console.in, fromStdin);
+    std::vector<PairedRawFile> pairedRaws;
+    const std::vector<fs::path> files =
+        resolveInputs(command, folder, console.in, fromStdin, pairedRaws);
+    // Not a failure: the shot is on the sheet, by the picture the camera made of it.
+    if (!pairedRaws.empty())
+        console.err << "tessel-sheet: " << pairedRawSummary(pairedRaws) << ".\n";
     std::vector<SheetInput> inputs;
     inputs.reserve(files.size());
     {
@@ -194,10 +202,10 @@ SheetRecipe resolveRecipe(const SheetCommand& command) {
     return result;
 }
 
-std::vector<fs::path> imagesOf(const std::string& argument) {
+ImageFileScan imagesOf(const std::string& argument) {
     std::error_code ec;
-    if (fs::is_directory(argument, ec)) return imageFiles({argument});
-    return {argument};
+    if (fs::is_directory(argument, ec)) return scanImageFiles({argument});
+    return {{argument}, {}};
 }
 
 fs::path newOutputFolder() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tessel/ImageFiles.hpp"
 #include "tessel/SheetRecipe.hpp"
 
 #include "CommandLine.hpp"
@@ -37,9 +38,10 @@ SheetRecipe resolveRecipe(const SheetCommand& command);
 /// "/com.orvane.Tessel/Shortcuts/{UUID}". Throws `std::filesystem::filesystem_error`.
 std::filesystem::path newOutputFolder();
 
-/// The images an image argument stands for: a folder's image files (`imageFiles`), or else
-/// the argument itself, whatever it names.
-std::vector<std::filesystem::path> imagesOf(const std::string& argument);
+/// The images an image argument stands for: a folder's image files (`scanImageFiles`, with
+/// the RAW files it leaves out for their JPEG or HEIC), or else the argument itself, whatever
+/// it names.
+ImageFileScan imagesOf(const std::string& argument);
 
 /// Writes everything on `in` into a new file `folder`/`name` (a `NewFile`), never replacing
 /// an existing file (`TesselError::destinationExists`). Throws `std::system_error` when the

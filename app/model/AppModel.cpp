@@ -148,6 +148,12 @@ void AppModel::setSkippedFiles(std::vector<SkippedFile> files) {
     emit skippedFilesChanged();
 }
 
+void AppModel::setPairedRawFiles(std::vector<PairedRawFile> files) {
+    if (pairedRawFiles_ == files) return;
+    pairedRawFiles_ = std::move(files);
+    emit pairedRawFilesChanged();
+}
+
 void AppModel::setLastExportedURLs(std::vector<std::filesystem::path> files) {
     if (lastExportedURLs_ == files) return;
     lastExportedURLs_ = std::move(files);

@@ -28,6 +28,7 @@
 #include <optional>
 #include <vector>
 
+#include "tessel/ImageFiles.hpp"
 #include "tessel/Render.hpp"
 #include "tessel/SavedLayouts.hpp"
 #include "tessel/SheetRecipe.hpp"
@@ -85,6 +86,8 @@ class AppModel : public QObject {
                    printProgressChanged)
     Q_PROPERTY(std::vector<tessel::app::SkippedFile> skippedFiles READ skippedFiles NOTIFY
                    skippedFilesChanged)
+    Q_PROPERTY(std::vector<tessel::PairedRawFile> pairedRawFiles READ pairedRawFiles NOTIFY
+                   pairedRawFilesChanged)
     // Derived, read-only.
     Q_PROPERTY(std::optional<tessel::app::ImageItem> selectedItem READ selectedItem)
     Q_PROPERTY(std::optional<QString> validationMessage READ validationMessage)
@@ -172,6 +175,9 @@ public:
     /// The files the last batch of added files left out, in scan order, with why. Emptied when
     /// the next batch starts and by `removeAll`; the list itself never shows them.
     const std::vector<SkippedFile>& skippedFiles() const { return skippedFiles_; }
+    /// The camera RAW files the last batch left out because a JPEG or HEIC of the same name
+    /// beside them is listed instead; emptied as `skippedFiles` is.
+    const std::vector<PairedRawFile>& pairedRawFiles() const { return pairedRawFiles_; }
 
     // --- Derived values ----------------------------------------------------------------------
 
@@ -311,6 +317,7 @@ signals:
     void exportProgressChanged();
     void printProgressChanged();
     void skippedFilesChanged();
+    void pairedRawFilesChanged();
 
     /// A preview started drawing its pages in the background, after the wait.
     void previewRenderStarted();
@@ -335,6 +342,7 @@ private:
     struct AddedItems {
         std::vector<ImageItem> items;
         std::vector<SkippedFile> skipped;
+        std::vector<PairedRawFile> pairedRaws;
         bool firstOfBatch = false;  // holds the batch's first new item
         bool lastOfBatch = false;
         bool batchAddedAny = false;  // the batch made at least one item so far
@@ -375,6 +383,7 @@ private:
     void setExportProgress(const std::optional<PageProgress>& progress);
     void setPrintProgress(const std::optional<PageProgress>& progress);
     void setSkippedFiles(std::vector<SkippedFile> files);
+    void setPairedRawFiles(std::vector<PairedRawFile> files);
 
     std::vector<SheetInput> inputs() const;
     void forgetPictures(const std::filesystem::path& file);
@@ -435,6 +444,7 @@ private:
     std::optional<PageProgress> exportProgress_;
     std::optional<PageProgress> printProgress_;
     std::vector<SkippedFile> skippedFiles_;
+    std::vector<PairedRawFile> pairedRawFiles_;
     // The export in flight, and what stops it; not observable.
     std::shared_ptr<RenderCancellation> exportTask_;
 

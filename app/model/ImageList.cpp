@@ -55,15 +55,16 @@ QString skippedCause(const std::vector<SkippedFile>& skipped) {
     return lines.join(u'\n');
 }
 
-// The files of one batch that become items, in scan order. The set is not extended while
-// filtering: a file reached twice in one batch (a folder and a file inside it) becomes two
-// items.
-std::vector<fs::path> newFiles(const std::vector<fs::path>& locations,
-                               const std::unordered_set<std::string>& existing) {
-    std::vector<fs::path> files;
-    for (fs::path& file : imageFiles(locations))
-        if (!existing.contains(standardized(file))) files.push_back(std::move(file));
-    return files;
+// The files of one batch that become items, in scan order, and the RAW files left out for
+// their JPEG or HEIC. The set is not extended while filtering: a file reached twice in one
+// batch (a folder and a file inside it) becomes two items.
+ImageFileScan newFiles(const std::vector<fs::path>& locations,
+                       const std::unordered_set<std::string>& existing) {
+    ImageFileScan scan = scanImageFiles(locations);
+    std::erase_if(scan.files, [&existing](const fs::path& file) {
+        return existing.contains(standardized(file));
+    });
+    return scan;
 }
 
 }  // namespace
@@ -88,12 +89,14 @@ void AppModel::add(const std::vector<fs::path>& locations) {
     setIsLoading(true);
     // The note about skipped files speaks of the last batch only.
     setSkippedFiles({});
+    setPairedRawFiles({});
     ++batchesRunning_;
     std::unordered_set<std::string> existing;
     for (const ImageItem& item : items_) existing.insert(standardized(item.url));
     pool_.start([model = QPointer<AppModel>(this), locations, existing = std::move(existing),
                  abandoned = abandoned_] {
-        const std::vector<fs::path> files = newFiles(locations, existing);
+        ImageFileScan scan = newFiles(locations, existing);
+        const std::vector<fs::path>& files = scan.files;
         bool any = false;
         std::size_t begin = 0;
         std::size_t chunk = firstChunk;
@@ -112,6 +115,7 @@ void AppModel::add(const std::vector<fs::path>& locations) {
                 else
                     added.skipped.push_back(std::get<SkippedFile>(result));
             }
+            if (begin == 0) added.pairedRaws = std::move(scan.pairedRaws);
             added.firstOfBatch = !any && !added.items.empty();
             any = any || !added.items.empty();
             added.lastOfBatch = end == files.size();
@@ -130,6 +134,11 @@ void AppModel::mergeAdded(AddedItems added) {
     items_.insert(items_.end(), std::make_move_iterator(added.items.begin()),
                   std::make_move_iterator(added.items.end()));
     emit itemsChanged();
+    if (!added.pairedRaws.empty()) {
+        std::vector<PairedRawFile> paired = pairedRawFiles_;
+        paired.insert(paired.end(), added.pairedRaws.begin(), added.pairedRaws.end());
+        setPairedRawFiles(std::move(paired));
+    }
     if (!added.skipped.empty()) {
         std::vector<SkippedFile> skipped = skippedFiles_;
         skipped.insert(skipped.end(), added.skipped.begin(), added.skipped.end());
@@ -215,6 +224,7 @@ void AppModel::removeAll() {
     setItems({});
     setSelectedID({});
     setSkippedFiles({});
+    setPairedRawFiles({});
     setPreviewResult(std::nullopt);
     cancelPreview();
     // The cancelled task would have cleared the flag; with nothing to render, it is settled here.

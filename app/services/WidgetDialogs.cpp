@@ -7,6 +7,10 @@
 #include <QItemSelectionModel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStringList>
+#include <string_view>
+
+#include "tessel/Inspection.hpp"
 
 namespace tessel::app {
 namespace {
@@ -14,6 +18,17 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path localPath(const QString& path) { return fs::path(QFile::encodeName(path).toStdString()); }
+
+// "Images (*.heic *.HEIC ... *.x3f *.X3F)": every extension Tessel reads, camera RAW formats
+// included, in both cases, since the dialog compares names as the file system does.
+QString imagesFilter() {
+    QStringList patterns;
+    for (const std::string_view extension : TesselRenderer::supportedExtensions) {
+        const QString name = QString::fromLatin1(extension.data(), std::ssize(extension));
+        patterns << QStringLiteral("*.") + name << QStringLiteral("*.") + name.toUpper();
+    }
+    return QStringLiteral("Images (%1)").arg(patterns.join(u' '));
+}
 
 // QFileDialog picks either files or folders. In its own (non-native) form showing files and
 // folders, the selection of its views is taken as it is: files and folders together.
@@ -23,6 +38,7 @@ public:
         setWindowTitle(panel.message);
         setOption(QFileDialog::DontUseNativeDialog);
         setFileMode(QFileDialog::Directory);
+        setNameFilters({imagesFilter(), QStringLiteral("All Files (*)")});
         setLabelText(QFileDialog::Accept, panel.prompt);
         for (QAbstractItemView* view : findChildren<QAbstractItemView*>()) {
             if (view->objectName() != QLatin1String("listView") &&

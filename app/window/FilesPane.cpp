@@ -44,8 +44,8 @@ FilesPane::FilesPane(AppModel& model, QWidget* parent) : QWidget(parent), model_
     column->addWidget(new look::Separator(Qt::Horizontal, this));
     column->addWidget(body_, 1);
 
-    for (auto signal :
-         {&AppModel::itemsChanged, &AppModel::selectedIDChanged, &AppModel::sortChanged})
+    for (auto signal : {&AppModel::itemsChanged, &AppModel::selectedIDChanged,
+                        &AppModel::sortChanged, &AppModel::pairedRawFilesChanged})
         connect(&model_, signal, this, &FilesPane::refresh);
     refresh();
 }
@@ -97,12 +97,16 @@ QWidget* FilesPane::makeListPage() {
     moveUp_ = symbolButton(Symbol::chevronUp, QStringLiteral("Move selected up"), footer);
     moveDown_ = symbolButton(Symbol::chevronDown, QStringLiteral("Move selected down"), footer);
     skippedNote_ = new SkippedNote(model_, footer);
+    pairedNote_ = new QLabel(footer);
+    look::setType(pairedNote_, look::Type::caption);
+    look::setTone(pairedNote_, look::Tone::secondary);
     totalSize_ = new QLabel(footer);
     look::setType(totalSize_, look::Type::caption);
     look::setTone(totalSize_, look::Tone::secondary);
     row->addWidget(moveUp_);
     row->addWidget(moveDown_);
     row->addStretch(1);
+    row->addWidget(pairedNote_);
     row->addWidget(skippedNote_);
     row->addSpacing(6);
     row->addWidget(totalSize_);
@@ -129,6 +133,10 @@ void FilesPane::refresh() {
         items.begin(), items.end(), std::int64_t{0},
         [](std::int64_t sum, const ImageItem& item) { return sum + item.info.bytes; });
     totalSize_->setText(texts::byteCount(bytes));
+    const auto& paired = model_.pairedRawFiles();
+    pairedNote_->setText(paired.empty() ? QString()
+                                        : QString::fromStdString(pairedRawSummary(paired)));
+    pairedNote_->setVisible(!paired.empty());
     for (QAction* action : sortMenu_->actions())
         action->setChecked(action->data().toInt() == static_cast<int>(model_.sort()));
 }

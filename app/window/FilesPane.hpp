@@ -38,6 +38,8 @@ public:
     QToolButton* moveDownButton() const { return moveDown_; }
     QLabel* totalSize() const { return totalSize_; }
     SkippedNote* skippedNote() const { return skippedNote_; }
+    /// "12 RAW files shown by their JPEG", shown while the last batch left such files out.
+    QLabel* pairedNote() const { return pairedNote_; }
 
 private:
     QWidget* makeHeader();
@@ -54,6 +56,7 @@ private:
     QToolButton* moveUp_;
     QToolButton* moveDown_;
     SkippedNote* skippedNote_;
+    QLabel* pairedNote_;
     QLabel* totalSize_;
 };
 
