@@ -10,6 +10,7 @@
 
 #include "tessel/SheetRecipe.hpp"
 
+#include "DngWriter.hpp"
 #include "Tool.hpp"
 
 namespace tessel::test {
@@ -143,6 +144,36 @@ TEST(SheetTool, HeifPhotosAreReadLikeAnyOther) {
     const auto [width, height, middle] = readPicture(out[1], 300, 200);
     EXPECT_EQ(std::pair(width, height), std::pair(600, 400));
     for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(middle[c], c == 0 ? 220 : 20, 24) << c;
+}
+
+TEST(SheetTool, CameraRawFilesAreDrawnAndThoseBesideTheirJpegAreShownByIt) {
+    ToolSandbox sandbox;
+    const fs::path shoot = sandbox.root() / "Shoot";
+    fs::create_directories(shoot);
+    // A white band at the top, as most photographs have something white: LibRaw brightens
+    // a development until its brightest hundredth is white.
+    const auto solid = [](RGB c) {
+        tessel::testing::RgbPicture picture{300, 200, {}};
+        for (int i = 0; i < 300 * 200; ++i) {
+            const RGB pixel = i < 300 * 20 ? RGB{255, 255, 255} : c;
+            picture.rgb.insert(picture.rgb.end(), pixel.begin(), pixel.end());
+        }
+        return picture;
+    };
+    tessel::testing::writeDng(shoot / "IMG_1.CR2", solid({200, 30, 30}));
+    writeImage(shoot / "IMG_1.JPG", 300, 200, {30, 30, 200});
+    tessel::testing::writeDng(shoot / "IMG_2.NEF", solid({30, 190, 40}), {.thumbnailLonger = 0});
+    const ToolResult result =
+        sandbox.run({"--format", "png", "--size", "1200x400", "--columns", "2", "--rows", "1",
+                     "--margin", "0", "--spacing", "0", "--caption", "none", "Shoot"});
+    EXPECT_EQ(result.err, "tessel-sheet: 1 RAW file shown by its JPEG.\n");
+    const auto out = lines(result.out);
+    ASSERT_EQ(out.size(), 2u) << result;
+    const auto left = std::get<2>(readPicture(out[1], 300, 250));
+    const auto right = std::get<2>(readPicture(out[1], 900, 250));
+    EXPECT_NEAR(left[2], 200, 24);   // the JPEG
+    EXPECT_NEAR(right[1], 190, 24);  // the RAW alone, developed
+    EXPECT_NEAR(right[0], 30, 24);
 }
 
 TEST(SheetTool, StandardInputIsStoredUnderItsNameBeforeInspection) {

@@ -56,6 +56,25 @@ TEST_F(ImageFiles, FoldersYieldVisibleImagesOutsidePackagesAndGivenFilesGoByExte
               (Names{".hidden.png", "m2.webp", "m10.webp", "Sub/c.tif", "Sub/c.tif"}));
 }
 
+TEST_F(ImageFiles, ARawFileBesideItsJpegOrHeicIsListedOnceAsThatPictureUnlessNamedItself) {
+    for (const char* name : {"IMG_1.CR2", "IMG_1.JPG", "IMG_2.nef", "img_2.HEIC", "IMG_3.DNG",
+                             "IMG_4.ARW", "Day 2/IMG_4.jpg", "IMG_5.png", "IMG_5.RAF"})
+        touch(name);
+    const ImageFileScan scan = scanImageFiles({root_});
+    Names files;
+    for (const fs::path& p : scan.files) files.push_back(p.lexically_relative(root_).string());
+    // Only a JPEG or HEIC in the same folder stands for a RAW file.
+    EXPECT_EQ(files, (Names{"Day 2/IMG_4.jpg", "IMG_1.JPG", "img_2.HEIC", "IMG_3.DNG", "IMG_4.ARW",
+                            "IMG_5.png", "IMG_5.RAF"}));
+    ASSERT_EQ(scan.pairedRaws.size(), 2u);
+    EXPECT_EQ(scan.pairedRaws[0], (PairedRawFile{root_ / "IMG_1.CR2", root_ / "IMG_1.JPG"}));
+    EXPECT_EQ(scan.pairedRaws[1], (PairedRawFile{root_ / "IMG_2.nef", root_ / "img_2.HEIC"}));
+    EXPECT_EQ(pairedRawSummary(scan.pairedRaws), "2 RAW files shown by their JPEG or HEIC");
+    EXPECT_EQ(pairedRawSummary({scan.pairedRaws[0]}), "1 RAW file shown by its JPEG");
+    // Files named one by one are all used.
+    EXPECT_EQ(found({root_ / "IMG_1.CR2", root_ / "IMG_1.JPG"}), (Names{"IMG_1.CR2", "IMG_1.JPG"}));
+}
+
 TEST_F(ImageFiles, SymbolicLinksToFilesCountButFolderLinksAreNotFollowed) {
     fs::create_symlink(touch("real/a.png"), root_ / "link.png");
     fs::create_symlink(root_ / "nowhere.png", root_ / "dangling.png");

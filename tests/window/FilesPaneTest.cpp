@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "DngWriter.hpp"
 #include "TestImages.hpp"
 #include "WindowHarness.hpp"
 #include "window/EmptyState.hpp"
@@ -48,7 +49,7 @@ void rightClickRow(app::ImageListView* list, int row) {
     QCoreApplication::sendEvent(list->viewport(), &request);
 }
 
-TEST(FilesPane, FilesSkippedWhileAddingAreNamedWithWhyInTheFootersNote) {
+TEST(FilesPane, FilesSkippedOrShownByTheirJpegWhileAddingAreNotedInTheFooter) {
     WindowHarness ui;
     const std::filesystem::path trip = ui.harness.path("Trip");
     std::filesystem::create_directories(trip);
@@ -56,12 +57,20 @@ TEST(FilesPane, FilesSkippedWhileAddingAreNamedWithWhyInTheFootersNote) {
     writeText(trip / "c.jpg", "Saved from a browser: 404 Not Found");
     writeImage(trip / "e.jpg", 400, 300);
     std::filesystem::resize_file(trip / "e.jpg", std::filesystem::file_size(trip / "e.jpg") / 2);
+    // A camera's RAW and JPEG of one shot, and a RAW alone.
+    const tessel::testing::RgbPicture grey{64, 48, std::vector<std::uint8_t>(64 * 48 * 3, 128)};
+    tessel::testing::writeDng(trip / "f.CR2", grey);
+    writeImage(trip / "f.jpg", 64, 48);
+    tessel::testing::writeDng(trip / "g.NEF", grey);
     ui.harness.add({trip});
     ui.settle();
-    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "d.png"));
+    EXPECT_THAT(names(ui.model()), ElementsAre("a.png", "b.png", "d.png", "f.jpg", "g.NEF"));
     app::SkippedNote* note = ui.window().filesPane()->skippedNote();
     ASSERT_TRUE(note->isVisible());
     EXPECT_EQ(text(note), "2 files skipped");
+    QLabel* paired = ui.window().filesPane()->pairedNote();
+    ASSERT_TRUE(paired->isVisible());
+    EXPECT_EQ(text(paired), "1 RAW file shown by its JPEG");
 
     click(note);
     ASSERT_NE(note->popup(), nullptr);
@@ -71,9 +80,10 @@ TEST(FilesPane, FilesSkippedWhileAddingAreNamedWithWhyInTheFootersNote) {
     EXPECT_THAT(shown, ElementsAre("Not added", "c.jpg", "The file is not an image.", "e.jpg",
                                    "The file is cut off before the end of the image."));
 
-    ui.harness.add({trip / "a.png"});  // the next batch: nothing skipped, the note goes
+    ui.harness.add({trip / "a.png"});  // the next batch: nothing skipped, the notes go
     ui.settle();
     EXPECT_FALSE(note->isVisible());
+    EXPECT_FALSE(paired->isVisible());
     EXPECT_EQ(note->popup(), nullptr);
 }
 

@@ -33,7 +33,7 @@ struct DecodeRequest {
     /// preview is used when it reaches this size; below it the sensor data is developed (at
     /// half size when that reaches it). Absent: the embedded preview whatever its size, never
     /// the sensor data, as list thumbnails are made.
-    std::optional<std::int64_t> drawnPixelSize;
+    std::optional<std::int64_t> drawnPixelSize{};
     /// Decoding is given up, with nothing, once this is raised (JPEG and RAW).
     const std::atomic<bool>* stop = nullptr;
     /// How opaque pictures are reduced: a triangle for pictures drawn smaller again, a sharper

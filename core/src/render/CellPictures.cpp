@@ -17,15 +17,26 @@ std::int64_t decodeSize(const SheetRect& imageFrame) {
     return std::max<std::int64_t>(1, wholePart(longer, "decode size out of range"));
 }
 
+std::int64_t drawnSize(const SheetInput& input, const SheetCell& cell, SheetFit fit) {
+    const double scale = drawingScale(input.info.width, input.info.height, cell.imageFrame, fit);
+    const auto longer = static_cast<double>(std::max(input.info.width, input.info.height));
+    if (!(scale > 0)) return 1;
+    return std::max<std::int64_t>(1,
+                                  wholePart(std::ceil(longer * scale), "drawn size out of range"));
+}
+
 Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool nearest,
-                     const RenderCancellation* cancellation) {
+                     const RenderCancellation* cancellation, SheetFit fit) {
     const std::int64_t bound = decodeSize(cell.imageFrame);
     // Four fifths of the bound still keep 1.7 pixels per pixel of the cell; for a camera JPEG
     // that is often the next smaller DCT scale, decoded faster and with nothing to reduce.
     std::string cause;
-    auto picture =
-        decodeUpright(input.url, bound, nearest ? (bound * 4 + 4) / 5 : bound,
-                      cancellation ? &cancellation->flag() : nullptr, ReduceFilter::linear, &cause);
+    auto picture = decodeUpright(input.url,
+                                 {.maxPixelSize = bound,
+                                  .minimumPixelSize = nearest ? (bound * 4 + 4) / 5 : bound,
+                                  .drawnPixelSize = drawnSize(input, cell, fit),
+                                  .stop = cancellation ? &cancellation->flag() : nullptr},
+                                 &cause);
     if (!picture) throw TesselError::cannotRead(input.url.filename().string()).withCause(cause);
     return std::move(*picture);
 }
@@ -50,9 +61,14 @@ SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, Pic
             // to the size the cell draws it at: no copy at the bound, no resampling by cairo.
             const auto decode = [&] {
                 std::string cause;
-                auto picture = decodeUpright(input.url, *drawn, decodeSize(cell.imageFrame),
-                                             cancellation ? &cancellation->flag() : nullptr,
-                                             ReduceFilter::cubic, &cause);
+                auto picture =
+                    decodeUpright(input.url,
+                                  {.maxPixelSize = *drawn,
+                                   .minimumPixelSize = decodeSize(cell.imageFrame),
+                                   .drawnPixelSize = *drawn,
+                                   .stop = cancellation ? &cancellation->flag() : nullptr,
+                                   .filter = ReduceFilter::cubic},
+                                  &cause);
                 if (!picture)
                     throw TesselError::cannotRead(input.url.filename().string()).withCause(cause);
                 return std::move(*picture);
@@ -62,10 +78,11 @@ SharedPicture pictureForCell(const SheetInput& input, const SheetCell& cell, Pic
         }
     }
     if (!cache)
-        return std::make_shared<const Bitmap>(decodeForCell(input, cell, false, cancellation));
-    SharedPicture picture = PictureStore::picture(
-        *cache, input.url, decodeSize(cell.imageFrame), reuse,
-        [&] { return decodeForCell(input, cell, reuse == CachedPictures::nearest, cancellation); });
+        return std::make_shared<const Bitmap>(decodeForCell(input, cell, false, cancellation, fit));
+    SharedPicture picture =
+        PictureStore::picture(*cache, input.url, decodeSize(cell.imageFrame), reuse, [&] {
+            return decodeForCell(input, cell, reuse == CachedPictures::nearest, cancellation, fit);
+        });
     if (reuse != CachedPictures::nearest) return picture;
     // Below this scale cairo's filter averages a box of pixels for every pixel it draws, about
     // 3.5 ms for a contact-sheet cell; a picture at its drawn size is put down in a tenth of it.

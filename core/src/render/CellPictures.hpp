@@ -17,12 +17,18 @@ namespace tessel::detail {
 /// the frame's longer side, fraction dropped, at least 1.
 std::int64_t decodeSize(const SheetRect& imageFrame);
 
+/// The longer side, in pixels, at which `cell` draws the picture of `input` with `fit` (from
+/// the image's upright size in its information), at least 1.
+std::int64_t drawnSize(const SheetInput& input, const SheetCell& cell, SheetFit fit);
+
 /// The upright, bounded picture for `cell`; with `nearest`, a JPEG may come from a DCT scale up
-/// to a fifth below the bound, as a preview's cached pictures may. Throws
+/// to a fifth below the bound, as a preview's cached pictures may. A camera RAW file's preview
+/// serves when it reaches the size `cell` draws the picture at with `fit`. Throws
 /// `TesselError::cannotRead` with the file's name (extension included) when it cannot be
 /// decoded.
 Bitmap decodeForCell(const SheetInput& input, const SheetCell& cell, bool nearest = false,
-                     const RenderCancellation* cancellation = nullptr);
+                     const RenderCancellation* cancellation = nullptr,
+                     SheetFit fit = SheetFit::fit);
 
 /// The longer side, in pixels, at which `cell` draws the picture of `input` (from the image's
 /// upright size in its information) when that is below the decode bound and below the image;

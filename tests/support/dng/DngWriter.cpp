@@ -378,7 +378,8 @@ std::vector<std::uint8_t> makeDng(const RgbPicture& picture, const DngOptions& o
     tiff.add(raw, longs(0xC61D, {white}));
 
     if (options.previewLonger > 0) {
-        RgbPicture preview = reducedPicture(picture, options.previewLonger);
+        RgbPicture preview =
+            reducedPicture(options.previewSource.value_or(picture), options.previewLonger);
         if (options.adobeRgbPreview) preview = inAdobeRgb(preview);
         std::vector<std::uint8_t> jpeg = encodeJpeg(preview, options.jpegQuality);
         const int directory = tiff.addDirectory();

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct DngOptions {
     /// The longer side of a JPEG preview in a sub-directory, as cameras and Adobe's converter
     /// store their large preview; 0 for none.
     int previewLonger = 0;
+    /// What the preview shows, when it is not the sensor's picture (to tell which one was drawn).
+    std::optional<RgbPicture> previewSource{};
     /// The preview's pixels converted to Adobe RGB (1998) and marked so the way cameras do
     /// (EXIF ColorSpace "uncalibrated", interoperability index "R03").
     bool adobeRgbPreview = false;
