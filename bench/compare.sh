@@ -2,10 +2,11 @@
 # Times tessel-sheet against ImageMagick, libvips and a bare JPEG-decode floor on the same
 # 24-megapixel files, and measures how tessel-sheet's memory grows with the page count.
 #
-#   bench/compare.sh [--reps N] [--no-memory] [--peers-only] [--stages] [--tessel PATH]
+#   bench/compare.sh [--reps N] [--no-memory] [--no-raw] [--peers-only] [--stages] [--tessel PATH]
 #
 #   --reps N       repetitions of every timed job (default 3); the table shows medians
 #   --no-memory    skip the 480-file memory run
+#   --no-raw       skip the camera RAW rows (DNGs made by bench/make-raw-corpus.sh)
 #   --peers-only   time only the peers and the floor (no build of tessel-sheet)
 #   --stages       also run the stage micro-benchmark (tessel_bench_stages) on a corpus file
 #   --tessel PATH  time this tessel-sheet instead of building build/release
@@ -17,6 +18,7 @@ set -euo pipefail
 
 reps=3
 memory=1
+raw=1
 peersOnly=0
 stages=0
 tessel=""
@@ -24,10 +26,11 @@ while [ $# -gt 0 ]; do
   case $1 in
     --reps) reps=$2; shift 2 ;;
     --no-memory) memory=0; shift ;;
+    --no-raw) raw=0; shift ;;
     --peers-only) peersOnly=1; shift ;;
     --stages) stages=1; shift ;;
     --tessel) tessel=$2; shift 2 ;;
-    -h | --help) sed -n '2,16p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    -h | --help) sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
     *) echo "compare: unknown argument $1 (see --help)" >&2; exit 2 ;;
   esac
 done
@@ -35,7 +38,7 @@ done
 
 here=$(cd "$(dirname "$0")" && pwd)
 repo=$(cd "$here/.." && pwd)
-for tool in montage convert vips vipsthumbnail djpeg pdfinfo python3 /usr/bin/time; do
+for tool in montage convert vips vipsthumbnail djpeg pdfinfo python3 /usr/bin/time dcraw_emu exiftool; do
   command -v "$tool" >/dev/null || { echo "compare: $tool is missing (scripts/install-deps.sh)" >&2; exit 1; }
 done
 
@@ -127,6 +130,22 @@ floorJob() { # out parallel files...
   local parallel=$2; shift 2
   printf '%s\0' "$@" | xargs -0 -n 1 -P "$parallel" djpeg -scale 1/4 -outfile /dev/null
 }
+# Camera RAW files. The floor for those drawn from their previews: each preview cut out of its
+# file with dd (at the offset bench/make-raw-corpus.sh noted) and decoded at the DCT scale
+# Tessel takes, 1/4, in two processes. For those developed from their sensor data: LibRaw's own
+# dcraw_emu at half size (-h, the size Tessel develops contact-sheet cells at), in two processes.
+previewFloorJob() { # out previews.tsv files...
+  local offsets=$2; shift 2
+  local file
+  for file in "$@"; do grep -F "$(basename "$file")"$'\t' "$offsets"; done |
+    awk -F'\t' -v dir="$(dirname "$1")" '{ printf "%s/%s\t%s\t%s\0", dir, $1, $2, $3 }' |
+    xargs -0 -n 1 -P 2 bash -c 'IFS=$'"'"'\t'"'"' read -r f o n <<<"$1";
+      dd if="$f" iflag=skip_bytes,count_bytes skip="$o" count="$n" status=none | djpeg -scale 1/4 -outfile /dev/null' _
+}
+dcrawJob() { # out files...
+  shift
+  printf '%s\0' "$@" | xargs -0 -n 1 -P 2 dcraw_emu -h -Z - >/dev/null
+}
 # Two processes, each on one half of the files; each half's peak memory goes to a file so
 # that the two can be added up.
 halves() { # out job files...
@@ -142,7 +161,7 @@ halves() { # out job files...
   wait $second || status=1
   return $status
 }
-export -f tesselJob tessel300Job montageJob vipsJob floorJob halves
+export -f tesselJob tessel300Job montageJob vipsJob floorJob previewFloorJob dcrawJob halves
 export TESSEL=$tessel
 
 # measure TOOL FILES REP JOB ARGS... : runs JOB OUT ARGS... under /usr/bin/time, with OUT a
@@ -182,7 +201,7 @@ checkOutput() {
       pdf=$(find "$out" -name '*.pdf' | head -1)
       [ -n "$pdf" ] && [ "$(pdfinfo "$pdf" 2>/dev/null | awk '/^Pages:/ { print $2 }')" = "$expected" ] &&
         echo "$expected" ;;
-    djpeg*) echo - ;;
+    djpeg* | "RAW "*) echo - ;;
     *) # PNG pages; two halves may each end in a part-filled page
       local n
       n=$(find "$out" -name 'page-*.png' | wc -l)
@@ -218,6 +237,20 @@ for rep in $(seq 1 "$reps"); do
     measure "djpeg 1/4 x2" "$files" "$rep" floorJob 2 "$@"
   done
 done
+
+if [ "$raw" = 1 ]; then
+  "$here/make-raw-corpus.sh" --build "$build"
+  mapfile -t raw24 < <(find "$here/corpus/raw24" -maxdepth 1 -name '*.dng' | sort | head -n 48)
+  mapfile -t rawdev < <(find "$here/corpus/rawdev" -maxdepth 1 -name '*.dng' | sort | head -n 12)
+  echo "camera RAW: ${#raw24[@]} DNGs with full-size previews, ${#rawdev[@]} developed from sensor data"
+  cat "${raw24[@]}" "${rawdev[@]}" >/dev/null
+  for rep in $(seq 1 "$reps"); do
+    [ "$peersOnly" = 0 ] && measure "tessel-sheet RAW" "${#raw24[@]}" "$rep" tesselJob "${raw24[@]}"
+    measure "RAW preview 1/4 x2" "${#raw24[@]}" "$rep" previewFloorJob "$here/corpus/raw24/previews.tsv" "${raw24[@]}"
+    [ "$peersOnly" = 0 ] && measure "tessel-sheet RAW dev" "${#rawdev[@]}" "$rep" tesselJob "${rawdev[@]}"
+    measure "RAW dcraw_emu -h x2" "${#rawdev[@]}" "$rep" dcrawJob "${rawdev[@]}"
+  done
+fi
 
 if [ "$peersOnly" = 0 ] && [ "$memory" = 1 ]; then
   echo "memory run: tessel-sheet on 480 files (40 pages), once"

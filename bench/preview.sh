@@ -7,13 +7,15 @@
 # included); and the model's peak memory and the longest time its event loop went without
 # turning.
 #
-#   bench/preview.sh [--reps N] [--build DIR] [--count N]
+#   bench/preview.sh [--reps N] [--build DIR] [--count N] [--raw]
 #
 #   --reps N     runs, each in a fresh process (default 3); the last line gives the medians
 #   --build DIR  a configured build tree to use (default build/release, made when missing)
 #   --count N    how many files to add (default 48). Up to 480 they are corpus files; beyond
 #                that the corpus's 480 files are listed again under new names, as hard links
 #                in bench/corpus/links/, so that nothing large is written.
+#   --raw        camera RAW files instead: the 48 DNGs with full-size previews that
+#                bench/make-raw-corpus.sh makes, listed again under new names beyond 48
 #
 # The last line reads:
 #   preview first=S caption=S spacing=S columns=S paper=S turn=S listed=S peakMB=M stallMS=M
@@ -22,12 +24,14 @@ set -euo pipefail
 reps=3
 build=""
 count=48
+raw=0
 while [ $# -gt 0 ]; do
   case $1 in
     --reps) reps=$2; shift 2 ;;
     --build) build=$2; shift 2 ;;
     --count) count=$2; shift 2 ;;
-    -h | --help) sed -n '2,19p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    --raw) raw=1; shift ;;
+    -h | --help) sed -n '2,21p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
     *) echo "preview: unknown argument $1 (see --help)" >&2; exit 2 ;;
   esac
 done
@@ -40,12 +44,18 @@ if [ -z "$build" ]; then
 fi
 cmake --build "$build" --target tessel_bench_model | tail -1
 
-corpusCount=$((count < 480 ? count : 480))
-"$here/make-corpus.sh" "$corpusCount"
-mapfile -t files < <(find "$here/corpus/cam24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | sort | head -n "$count")
+if [ "$raw" = 1 ]; then
+  "$here/make-raw-corpus.sh" --build "$build"
+  mapfile -t files < <(find "$here/corpus/raw24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.dng' | sort | head -n "$count")
+  links=$here/corpus/rawlinks
+else
+  corpusCount=$((count < 480 ? count : 480))
+  "$here/make-corpus.sh" "$corpusCount"
+  mapfile -t files < <(find "$here/corpus/cam24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | sort | head -n "$count")
+  links=$here/corpus/links
+fi
 if [ "$count" -gt "${#files[@]}" ]; then
   # More names for the same files: hard links on the corpus's own file system.
-  links=$here/corpus/links
   mkdir -p "$links"
   originals=("${files[@]}")
   for ((i = ${#files[@]}; i < count; i++)); do

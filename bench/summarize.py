@@ -52,7 +52,7 @@ def ratios(summary):
         peers = [
             (t, e)
             for (t, f), e in summary.items()
-            if f == files and not t.startswith(TESSEL) and e["ok"]
+            if f == files and not t.startswith((TESSEL, "RAW ")) and e["ok"]
         ]
         if not peers:
             continue
@@ -86,6 +86,24 @@ def resolution_cost(summary):
     return lines
 
 
+def raw_ratios(summary):
+    """Camera RAW sheets against their floors: the previews cut out and decoded, and LibRaw's
+    own half-size development."""
+    pairs = [("tessel-sheet RAW", "RAW preview 1/4 x2"), ("tessel-sheet RAW dev", "RAW dcraw_emu -h x2")]
+    lines = []
+    for tessel, floor in pairs:
+        for (tool, files), e in summary.items():
+            peer = summary.get((floor, files))
+            if tool != tessel or not e["ok"] or not peer or not peer["ok"]:
+                continue
+            lines.append("")
+            lines.append(
+                f"{tessel} / {floor} on {files} files: wall {e['wall'] / peer['wall']:.2f},"
+                f" CPU {e['cpu'] / peer['cpu']:.2f}; Tessel's peak {e['peak']:.0f} MB"
+            )
+    return lines
+
+
 def growth(summary):
     runs = sorted(
         (files, e["peak"]) for (tool, files), e in summary.items() if tool == TESSEL and e["ok"]
@@ -111,7 +129,8 @@ def main():
         sys.exit("usage: summarize.py runs.tsv")
     summary = load(sys.argv[1])
     print()
-    print("\n".join(table(summary) + ratios(summary) + resolution_cost(summary) + growth(summary)))
+    print("\n".join(table(summary) + ratios(summary) + resolution_cost(summary) + raw_ratios(summary)
+                    + growth(summary)))
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs each for a bounded time: the recipe's JSON,
-# the JPEG, PNG, GIF and HEIF container walks, and inspection of arbitrary bytes. Seeds come
+# the JPEG, PNG, GIF and HEIF container walks, inspection of arbitrary bytes, and camera RAW
+# files (inspection, thumbnail, page picture). Seeds come
 # from fuzz/corpus/ and, when present, from the real-world files in ../shared/fixtures (or
 # $TESSEL_FIXTURES_DIR) of each target's formats.
 # Usage: scripts/fuzz.sh [seconds per target, default 30]
@@ -16,6 +17,7 @@ targets=(
   "gif_walk_fuzzer gif"
   "heif_walk_fuzzer heic heif avif"
   "inspect_fuzzer jpg jpeg png gif heic heif tif tiff webp"
+  "raw_fuzzer dng nef cr2 crw kdc gpr"
 )
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$(nproc)" --target $(for t in "${targets[@]}"; do echo "${t%% *}"; done)

@@ -61,7 +61,6 @@ struct RawFile::State {
     // The stream outlives the LibRaw object that reads it.
     std::unique_ptr<StoppableStream> stream;
     std::unique_ptr<LibRaw> raw = std::make_unique<LibRaw>();
-    std::filesystem::path file;
     RawFacts facts;
     bool dataError = false;  // LibRaw met corrupt data or an early end while decoding
     bool endOfFile = false;
@@ -179,7 +178,6 @@ std::variant<RawFile, RawFailure> RawFile::open(const std::filesystem::path& fil
                                                 std::uint64_t memoryBudget,
                                                 const std::atomic<bool>* stop) {
     auto state = std::make_unique<State>();
-    state->file = file;
     state->stream = std::make_unique<StoppableStream>(file.c_str(), stop);
     if (!state->stream->valid()) return RawFailure::unreadable;
     LibRaw& raw = *state->raw;
@@ -275,7 +273,9 @@ std::variant<RawPixels, RawFailure> RawFile::develop(bool halfSize) {
     int result = raw.unpack();
     if (result == LIBRAW_SUCCESS) result = raw.dcraw_process();
     if (result != LIBRAW_SUCCESS) return state_->failureOf(result);
+    // Damage LibRaw read past is damage still: no partly made-up picture.
     if (state_->endOfFile) return RawFailure::cutOff;
+    if (state_->dataError) return RawFailure::damaged;
     int error = 0;
     const ProcessedImage image(raw.dcraw_make_mem_image(&error));
     if (!wellFormed(image.get())) return state_->failureOf(error);
