@@ -91,25 +91,30 @@ QWidget* FilesPane::makeListPage() {
     list_ = new ImageListView(model_, listPage_);
 
     auto* footer = new QWidget(listPage_);
-    auto* row = new QHBoxLayout(footer);
-    row->setContentsMargins(footerInset, footerInset - 4, footerInset, footerInset - 4);
+    auto* rows = new QVBoxLayout(footer);
+    rows->setContentsMargins(footerInset, footerInset - 4, footerInset, footerInset - 4);
+    rows->setSpacing(0);
+    auto* row = new QHBoxLayout;
     row->setSpacing(2);
     moveUp_ = symbolButton(Symbol::chevronUp, QStringLiteral("Move selected up"), footer);
     moveDown_ = symbolButton(Symbol::chevronDown, QStringLiteral("Move selected down"), footer);
     skippedNote_ = new SkippedNote(model_, footer);
-    pairedNote_ = new QLabel(footer);
-    look::setType(pairedNote_, look::Type::caption);
-    look::setTone(pairedNote_, look::Tone::secondary);
     totalSize_ = new QLabel(footer);
     look::setType(totalSize_, look::Type::caption);
     look::setTone(totalSize_, look::Tone::secondary);
     row->addWidget(moveUp_);
     row->addWidget(moveDown_);
     row->addStretch(1);
-    row->addWidget(pairedNote_);
     row->addWidget(skippedNote_);
     row->addSpacing(6);
     row->addWidget(totalSize_);
+    rows->addLayout(row);
+    // Its own line: "12 RAW files shown by their JPEG" is as wide as the pane.
+    pairedNote_ = new QLabel(footer);
+    look::setType(pairedNote_, look::Type::caption);
+    look::setTone(pairedNote_, look::Tone::secondary);
+    pairedNote_->setContentsMargins(4, 0, 4, 2);
+    rows->addWidget(pairedNote_);
     connect(moveUp_, &QToolButton::clicked, &model_, [this] { model_.moveSelected(-1); });
     connect(moveDown_, &QToolButton::clicked, &model_, [this] { model_.moveSelected(+1); });
 

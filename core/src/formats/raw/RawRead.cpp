@@ -50,6 +50,14 @@ public:
         return LibRaw_bigfile_datastream::read(buffer, size, count);
     }
 
+    /// Fills `bytes` from `offset` on; false when the file ends first.
+    bool readAt(std::uint64_t offset, std::vector<std::uint8_t>& bytes) {
+        if (seek(static_cast<INT64>(offset), SEEK_SET) != 0) return false;
+        return bytes.empty() ||
+               LibRaw_bigfile_datastream::read(bytes.data(), 1, bytes.size()) ==
+                   static_cast<int>(bytes.size());
+    }
+
 private:
     const std::atomic<bool>* stop_;
     LibRaw* raw_ = nullptr;
@@ -62,6 +70,9 @@ struct RawFile::State {
     std::unique_ptr<StoppableStream> stream;
     std::unique_ptr<LibRaw> raw = std::make_unique<LibRaw>();
     RawFacts facts;
+    // Where the preview lies in the file, and how many bytes it takes.
+    std::uint64_t previewOffset = 0;
+    std::uint64_t previewBytes = 0;
     bool dataError = false;  // LibRaw met corrupt data or an early end while decoding
     bool endOfFile = false;
 
@@ -214,20 +225,42 @@ std::variant<RawFile, RawFailure> RawFile::open(const std::filesystem::path& fil
     facts.rawHeight = data.sizes.raw_height;
     if (facts.width < 1 || facts.height < 1 || facts.rawWidth < 1 || facts.rawHeight < 1)
         return RawFailure::damaged;
-    if (raw.thumbOK() != 0) {
-        facts.preview = raw.is_jpeg_thumb() != 0 ? RawPreview::jpeg : RawPreview::bitmap;
-        facts.previewWidth = data.thumbnail.twidth;
-        facts.previewHeight = data.thumbnail.theight;
+    const libraw_internal_data_t& internal = *raw.get_internal_data_pointer();
+    const std::uint64_t size = fileSize(file);
+    // The preview is read here, not by LibRaw's unpack_thumb: this LibRaw overruns its buffer
+    // on some crafted uncompressed thumbnails. A JPEG stream, or plain 8-bit RGB samples in one
+    // piece, are what cameras embed; anything else counts as no preview.
+    const auto offset = static_cast<std::uint64_t>(internal.internal_data.toffset);
+    const libraw_thumbnail_t& thumbnail = data.thumbnail;
+    const std::uint64_t samples = std::uint64_t{thumbnail.twidth} * thumbnail.theight * 3;
+    constexpr unsigned kEightBitRgb = 8 | 3 << 5;  // bits per sample, samples << 5
+    if (raw.thumbOK() != 0 && offset > 0) {
+        if (raw.is_jpeg_thumb() != 0 && thumbnail.tlength > 0 &&
+            offset + thumbnail.tlength <= size) {
+            facts.preview = RawPreview::jpeg;
+            state->previewBytes = thumbnail.tlength;
+        } else if (raw.is_jpeg_thumb() == 0 &&
+                   internal.unpacker_data.thumb_misc == kEightBitRgb && samples > 0 &&
+                   offset + samples <= size) {
+            facts.preview = RawPreview::bitmap;
+            state->previewBytes = samples;
+        }
+        if (facts.preview != RawPreview::none) {
+            state->previewOffset = offset;
+            facts.previewWidth = thumbnail.twidth;
+            facts.previewHeight = thumbnail.theight;
+        }
     }
     facts.adobeRGB = data.color.ExifColorSpace == LIBRAW_COLORSPACE_AdobeRGB;
     facts.model = data.idata.model;
-    if (data.other.timestamp > 0) facts.timestamp = data.other.timestamp;
+    // A time not after 1970 or past the year 9999 is a misread field, not a capture.
+    constexpr std::time_t kLatestTime = 253'402'300'799;
+    if (data.other.timestamp > 0 && data.other.timestamp <= kLatestTime)
+        facts.timestamp = data.other.timestamp;
 
     // The sensor data must lie within the file; a file cut short is said to be so now rather
     // than when a page needs it.
-    const libraw_internal_data_t& internal = *raw.get_internal_data_pointer();
     const auto dataOffset = static_cast<std::uint64_t>(internal.unpacker_data.data_offset);
-    const std::uint64_t size = fileSize(file);
     if (dataOffset >= size || dataOffset + internal.unpacker_data.data_size > size)
         return RawFailure::cutOff;
     return RawFile(std::move(state));
@@ -241,22 +274,17 @@ std::pair<std::int64_t, std::int64_t> RawFile::displayedSize() {
 }
 
 std::variant<RawPreviewData, RawFailure> RawFile::preview() {
-    LibRaw& raw = *state_->raw;
-    if (state_->facts.preview == RawPreview::none) return RawFailure::damaged;
-    const int unpacked = raw.unpack_thumb();
-    if (unpacked != LIBRAW_SUCCESS) return state_->failureOf(unpacked);
-    const libraw_thumbnail_t& thumbnail = raw.imgdata.thumbnail;
+    const RawFacts& facts = state_->facts;
+    if (facts.preview == RawPreview::none) return RawFailure::damaged;
+    std::vector<std::uint8_t> bytes(state_->previewBytes);
+    if (!state_->stream->readAt(state_->previewOffset, bytes)) return RawFailure::cutOff;
     RawPreviewData preview;
-    if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG) {
-        if (thumbnail.thumb == nullptr || thumbnail.tlength == 0) return RawFailure::damaged;
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(thumbnail.thumb);
-        preview.jpeg.assign(bytes, bytes + thumbnail.tlength);
-        return preview;
+    if (facts.preview == RawPreview::jpeg) {
+        if (bytes.size() < 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) return RawFailure::damaged;
+        preview.jpeg = std::move(bytes);
+    } else {
+        preview.pixels = {facts.previewWidth, facts.previewHeight, 3, std::move(bytes)};
     }
-    int error = 0;
-    const ProcessedImage image(raw.dcraw_make_mem_thumb(&error));
-    if (!wellFormed(image.get())) return RawFailure::damaged;
-    preview.pixels = pixelsOf(*image.get());
     return preview;
 }
 

@@ -69,6 +69,7 @@ std::optional<std::vector<std::uint32_t>> entryValues(const FileBytes& file, Byt
     const std::uint32_t count = std::min(order.u32(entry + 4), kMostValues);
     const std::size_t width = type == 3 ? 2 : 4;  // SHORT, else LONG or IFD
     std::vector<std::uint8_t> bytes(count * width);
+    if (bytes.empty()) return std::vector<std::uint32_t>{};
     if (bytes.size() <= 4) {
         std::memcpy(bytes.data(), entry + 8, bytes.size());
     } else if (!file.read(order.u32(entry + 8), bytes.data(), bytes.size())) {
