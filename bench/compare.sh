@@ -134,13 +134,18 @@ floorJob() { # out parallel files...
 # file with dd (at the offset bench/make-raw-corpus.sh noted) and decoded at the DCT scale
 # Tessel takes, 1/4, in two processes. For those developed from their sensor data: LibRaw's own
 # dcraw_emu at half size (-h, the size Tessel develops contact-sheet cells at), in two processes.
+cutPreview() { # "FILE<TAB>OFFSET<TAB>LENGTH"
+  local f o n
+  IFS=$'\t' read -r f o n <<<"$1"
+  dd if="$f" iflag=skip_bytes,count_bytes skip="$o" count="$n" status=none |
+    djpeg -scale 1/4 -outfile /dev/null
+}
 previewFloorJob() { # out previews.tsv files...
   local offsets=$2; shift 2
   local file
-  for file in "$@"; do grep -F "$(basename "$file")"$'\t' "$offsets"; done |
-    awk -F'\t' -v dir="$(dirname "$1")" '{ printf "%s/%s\t%s\t%s\0", dir, $1, $2, $3 }' |
-    xargs -0 -n 1 -P 2 bash -c 'IFS=$'"'"'\t'"'"' read -r f o n <<<"$1";
-      dd if="$f" iflag=skip_bytes,count_bytes skip="$o" count="$n" status=none | djpeg -scale 1/4 -outfile /dev/null' _
+  for file in "$@"; do
+    printf '%s/%s\n' "$(dirname "$file")" "$(grep -F "$(basename "$file")"$'\t' "$offsets")"
+  done | xargs -d '\n' -n 1 -P 2 bash -c 'cutPreview "$1"' _
 }
 dcrawJob() { # out files...
   shift
@@ -161,7 +166,7 @@ halves() { # out job files...
   wait $second || status=1
   return $status
 }
-export -f tesselJob tessel300Job montageJob vipsJob floorJob previewFloorJob dcrawJob halves
+export -f tesselJob tessel300Job montageJob vipsJob floorJob cutPreview previewFloorJob dcrawJob halves
 export TESSEL=$tessel
 
 # measure TOOL FILES REP JOB ARGS... : runs JOB OUT ARGS... under /usr/bin/time, with OUT a
