@@ -93,7 +93,7 @@ std::string cameraName(const ExifFacts& facts) {
             text.erase(0, 1);
         return text;
     };
-    const std::string model = trimmed(facts.model.value_or(""));
+    std::string model = trimmed(facts.model.value_or(""));
     std::string make = trimmed(facts.make.value_or(""));
     make = make.substr(0, make.find(' '));  // "Eastman Kodak Company" is a Kodak
     if (make.empty() || containsIgnoringCase(model, make)) return model;

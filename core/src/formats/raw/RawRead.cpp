@@ -53,9 +53,8 @@ public:
     /// Fills `bytes` from `offset` on; false when the file ends first.
     bool readAt(std::uint64_t offset, std::vector<std::uint8_t>& bytes) {
         if (seek(static_cast<INT64>(offset), SEEK_SET) != 0) return false;
-        return bytes.empty() ||
-               LibRaw_bigfile_datastream::read(bytes.data(), 1, bytes.size()) ==
-                   static_cast<int>(bytes.size());
+        return bytes.empty() || LibRaw_bigfile_datastream::read(bytes.data(), 1, bytes.size()) ==
+                                    static_cast<int>(bytes.size());
     }
 
 private:
@@ -239,9 +238,8 @@ std::variant<RawFile, RawFailure> RawFile::open(const std::filesystem::path& fil
             offset + thumbnail.tlength <= size) {
             facts.preview = RawPreview::jpeg;
             state->previewBytes = thumbnail.tlength;
-        } else if (raw.is_jpeg_thumb() == 0 &&
-                   internal.unpacker_data.thumb_misc == kEightBitRgb && samples > 0 &&
-                   offset + samples <= size) {
+        } else if (raw.is_jpeg_thumb() == 0 && internal.unpacker_data.thumb_misc == kEightBitRgb &&
+                   samples > 0 && offset + samples <= size) {
             facts.preview = RawPreview::bitmap;
             state->previewBytes = samples;
         }

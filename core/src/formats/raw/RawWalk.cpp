@@ -76,7 +76,7 @@ std::optional<std::vector<std::uint32_t>> entryValues(const FileBytes& file, Byt
         return std::nullopt;
     }
     std::vector<std::uint32_t> values(count);
-    for (std::uint32_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i)
         values[i] = width == 2 ? order.u16(&bytes[i * 2]) : order.u32(&bytes[i * 4]);
     return values;
 }
@@ -165,7 +165,7 @@ RawContainer walkIsoMedia(const FileBytes& file) {
 RawContainer walkRaf(const FileBytes& file) {
     std::uint8_t bytes[24];
     if (!file.read(84, bytes, sizeof bytes)) return RawContainer::cutOff;
-    for (int i = 0; i < 3; ++i)
+    for (std::size_t i = 0; i < 3; ++i)
         if (std::uint64_t{bigEndian32(bytes + i * 8)} + bigEndian32(bytes + i * 8 + 4) >
             file.size())
             return RawContainer::cutOff;
