@@ -294,7 +294,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     constexpr const char* other = "Other actions";
 
     app.add_option("IMAGE", command.images,
-                   "Image files and folders in sheet order; - reads an image from stdin")
+                   "Images (JPEG, PNG, TIFF, WebP, HEIC, camera RAW) and folders in sheet order; "
+                   "- reads an image from stdin")
         ->type_name("");
     CLI::Option* preset = text("--preset", raw.preset,
                                "contact (default), portfolio, proof or square", "NAME", sheet);
