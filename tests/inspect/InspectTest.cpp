@@ -367,10 +367,12 @@ TEST(ExifDate, ReadsTheExactPatternAsWallClockTimeInTheMachinesZone) {
     std::tm t{59, 59, 23, 31, 11, 123, 0, 0, -1};  // 2023-12-31 23:59:59 local, glibc's order
     EXPECT_EQ(parseExifDate("2023:12:31 23:59:59"),
               std::chrono::system_clock::from_time_t(std::mktime(&t)));
-    // Phones' dashes, old cameras' placeholders, partial or extra text, no such day or month.
-    for (const char* text : {"", "2023-12-31 23:59:59", "    :  :     :  :  ",
-                             "0000:00:00 00:00:00", "2023:12:31", "2023:12:31 23:59:59 ",
-                             "2023:12:31T23:59:59", "2023:02:30 10:00:00", "2023:13:01 10:00:00"}) {
+    // Phones' dashes, old cameras' placeholders, partial or extra text, no such day or month,
+    // years the clock cannot hold (a damaged field).
+    for (const char* text :
+         {"", "2023-12-31 23:59:59", "    :  :     :  :  ", "0000:00:00 00:00:00", "2023:12:31",
+          "2023:12:31 23:59:59 ", "2023:12:31T23:59:59", "2023:02:30 10:00:00",
+          "2023:13:01 10:00:00", "4048:05:17 10:00:00", "202306:05:17 10:00:00"}) {
         EXPECT_EQ(parseExifDate(text), std::nullopt) << "'" << text << "'";
     }
 }

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cmath>
 #include <memory>
 #include <mutex>
@@ -59,10 +60,11 @@ std::optional<std::chrono::system_clock::time_point> parseExifDate(std::string_v
     if (position.getErrorIndex() >= 0 || position.getIndex() != unicode.length()) {
         return std::nullopt;
     }
-    // ICU takes "yyyy" as any number of digits: a year past 9999 is no camera's and would not
-    // fit the clock's nanoseconds.
-    constexpr double kYear10000 = 253'402'300'800'000.0;  // milliseconds since 1970
-    if (!(std::abs(*milliseconds) < kYear10000)) return std::nullopt;
+    // ICU takes "yyyy" as any number of digits; the clock counts nanoseconds, which reach from
+    // 1677 to 2262. A date beyond them is no camera's.
+    constexpr auto kLimit = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::system_clock::duration::max());
+    if (!(std::abs(*milliseconds) < static_cast<double>(kLimit.count()))) return std::nullopt;
     return std::chrono::system_clock::time_point(
         std::chrono::duration_cast<std::chrono::system_clock::duration>(
             std::chrono::milliseconds(static_cast<std::int64_t>(std::llround(*milliseconds)))));

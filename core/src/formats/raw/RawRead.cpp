@@ -2,6 +2,7 @@
 // sensor data.
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -251,9 +252,10 @@ std::variant<RawFile, RawFailure> RawFile::open(const std::filesystem::path& fil
     }
     facts.adobeRGB = data.color.ExifColorSpace == LIBRAW_COLORSPACE_AdobeRGB;
     facts.model = data.idata.model;
-    // A time not after 1970 or past the year 9999 is a misread field, not a capture.
-    constexpr std::time_t kLatestTime = 253'402'300'799;
-    if (data.other.timestamp > 0 && data.other.timestamp <= kLatestTime)
+    // A time not after 1970, or past what the clock counts (2262), is a misread field.
+    constexpr auto kLatestTime = std::chrono::duration_cast<std::chrono::seconds>(
+        std::chrono::system_clock::duration::max());
+    if (data.other.timestamp > 0 && data.other.timestamp < kLatestTime.count())
         facts.timestamp = data.other.timestamp;
 
     // The sensor data must lie within the file; a file cut short is said to be so now rather
