@@ -169,6 +169,15 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     if (orientation >= 5 && orientation <= 8) std::swap(width, height);
     if (width < 1 || height < 1) refuse(name, detail::kNoSizeCause);
 
+    return detail::imageInfo(file, width, height, metadata);
+}
+
+}  // namespace tessel::TesselRenderer
+
+namespace tessel::detail {
+
+SheetImageInfo imageInfo(const std::filesystem::path& file, std::int64_t width, std::int64_t height,
+                         const ExifFacts& metadata) {
     SheetImageInfo info;
     info.width = width;
     info.height = height;
@@ -176,9 +185,10 @@ SheetImageInfo inspect(const std::filesystem::path& file) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     info.bytes = error ? 0 : static_cast<std::int64_t>(size);
-    if (metadata.dateTimeOriginal) info.dateTaken = parseExifDate(*metadata.dateTimeOriginal);
+    if (metadata.dateTimeOriginal)
+        info.dateTaken = TesselRenderer::parseExifDate(*metadata.dateTimeOriginal);
     info.cameraModel = metadata.model;
     return info;
 }
 
-}  // namespace tessel::TesselRenderer
+}  // namespace tessel::detail

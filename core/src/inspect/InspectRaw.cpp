@@ -37,21 +37,11 @@ SheetImageInfo inspectRaw(const std::filesystem::path& file) {
     const auto [width, height] = raw.displayedSize();
     if (width < 1 || height < 1) refuse(kNoSizeCause);
 
-    SheetImageInfo info;
-    info.width = width;
-    info.height = height;
-    info.frameCount = 1;
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(file, error);
-    info.bytes = error ? 0 : static_cast<std::int64_t>(size);
     // The camera's words, as for any image; LibRaw's reading of them only where exiv2 does not
     // know the format (its capture time may be a time the file was changed).
     const ExifFacts metadata = readImageFile(file);
-    if (metadata.read) {
-        if (metadata.dateTimeOriginal)
-            info.dateTaken = TesselRenderer::parseExifDate(*metadata.dateTimeOriginal);
-        info.cameraModel = metadata.model;
-    } else {
+    SheetImageInfo info = imageInfo(file, width, height, metadata);
+    if (!metadata.read) {
         if (facts.timestamp)
             info.dateTaken = std::chrono::system_clock::from_time_t(*facts.timestamp);
         if (!facts.model.empty()) info.cameraModel = facts.model;
