@@ -17,7 +17,7 @@ rule() {
 }
 rule libvips '^vips/' 'core/src/decode/* core/src/inspect/Inspect.cpp bench/ssim.cpp'
 rule GLib '^(glib|glib-object|gio|gmodule)(\.h$|/)' 'core/src/decode/* core/src/inspect/Inspect.cpp core/src/draw/*
-  cli/desktop/*'
+  core/src/thumbnailcache/ThumbnailNames.cpp cli/desktop/*'
 rule exiv2 '^exiv2/' 'core/src/formats/exif/*'
 rule cairo '^cairo(\.h$|-|/)' 'core/src/draw/*'
 rule Pango '^pango/' 'core/src/draw/*'
@@ -41,6 +41,7 @@ declare -A uses=(
   [base]='' [recipe]='base' [layout]='base' [formats]='base' [decode]='base formats'
   [inspect]='base formats decode' [draw]='base' [render]='base formats decode draw'
   [output]='base formats decode' [files]='' [update]='base'
+  [thumbnailcache]='base formats decode'
 )
 # The operating system's own headers may be used anywhere but in the public headers.
 system='^(unistd|fcntl|pwd|signal|poll|spawn|dirent)\.h$|^(sys|linux)/'
