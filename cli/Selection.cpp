@@ -55,12 +55,13 @@ std::vector<std::string> imagesOfSelection(const std::vector<std::string>& argum
 std::string leftOutNote(const LeftOut& leftOut) {
     std::string note;
     if (leftOut.notImages > 0)
-        note = files(leftOut.notImages, "is not an image was left out.",
-                     "are not images were left out.");
-    if (leftOut.notLocal > 0)
-        note += (note.empty() ? "" : "\n") + files(leftOut.notLocal,
-                                                   "is not on a local disk was left out.",
-                                                   "are not on a local disk were left out.");
+        note += files(leftOut.notImages, "is not an image was left out.",
+                      "are not images were left out.");
+    if (leftOut.notLocal > 0) {
+        if (!note.empty()) note += '\n';
+        note += files(leftOut.notLocal, "is not on a local disk was left out.",
+                      "are not on a local disk were left out.");
+    }
     return note;
 }
 
