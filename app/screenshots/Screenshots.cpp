@@ -61,8 +61,9 @@ void waitUntil(const std::function<bool()>& done) {
     for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
+// Every row's thumbnail and the page on screen drawn.
 void settle(AppModel& model) {
-    waitUntil([&] { return !model.isLoading() && !model.isRendering(); });
+    waitUntil([&] { return !model.isLoading() && !model.isRendering() && model.isIdle(); });
 }
 
 // The window with every dialog open over it, as the user sees them.
