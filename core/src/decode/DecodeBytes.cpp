@@ -9,19 +9,26 @@
 namespace tessel::detail {
 namespace {
 
+template <class Operation>
+VipsImageRef apply(const VipsImageRef& in, Operation operation) {
+    VipsImageRef out;
+    if (!in || operation(in.get(), out.out()) != 0) return {};
+    return out;
+}
+
 // Straight R, G, B, A in 8 bits: the shape every image is brought to before it is copied out.
-VipsImageRef toRgba(VipsImageRef image) {
-    VipsImageRef next;
-    if (vips_colourspace(image.get(), next.out(), VIPS_INTERPRETATION_sRGB, nullptr) != 0)
-        return {};
-    image = std::move(next);
-    if (vips_cast_uchar(image.get(), next.out(), nullptr) != 0) return {};
-    image = std::move(next);
-    if (!vips_image_hasalpha(image.get())) {
-        if (vips_bandjoin_const1(image.get(), next.out(), 255.0, nullptr) != 0) return {};
-        image = std::move(next);
-    }
-    return vips_image_get_bands(image.get()) == 4 ? std::move(image) : VipsImageRef{};
+VipsImageRef toRgba(const VipsImageRef& image) {
+    VipsImageRef rgba =
+        apply(apply(image,
+                    [](VipsImage* in, VipsImage** out) {
+                        return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+                    }),
+              [](VipsImage* in, VipsImage** out) { return vips_cast_uchar(in, out, nullptr); });
+    if (rgba && !vips_image_hasalpha(rgba.get()))
+        rgba = apply(rgba, [](VipsImage* in, VipsImage** out) {
+            return vips_bandjoin_const1(in, out, 255.0, nullptr);
+        });
+    return rgba && vips_image_get_bands(rgba.get()) == 4 ? std::move(rgba) : VipsImageRef{};
 }
 
 }  // namespace
@@ -37,7 +44,7 @@ std::optional<Bitmap> decodeImageBytes(std::span<const std::uint8_t> bytes,
         vips_error_clear();
         return std::nullopt;
     }
-    image = toRgba(std::move(image));
+    image = toRgba(image);
     std::size_t length = 0;
     const GlibMemory memory(image ? vips_image_write_to_memory(image.get(), &length) : nullptr);
     const std::int64_t width = image ? vips_image_get_width(image.get()) : 0;
