@@ -14,6 +14,9 @@
 // With --export the files are added and exported to PDF as the window's "Export Sheet…" would
 // (the save panel answers PDF), for comparing the files a build writes.
 //
+// With --thumbnails (bench/shared-thumbnails.sh) the files are added and timed until every row
+// is listed and until every row has its thumbnail.
+//
 // Every repetition makes a fresh model (no update server is contacted: its manifest points at
 // a closed port) and adds the files as one batch. The preview figures include the model's
 // 280 ms wait that gathers quick edits into one render. "stall" is the longest time the main
@@ -267,6 +270,31 @@ int exportMain(const std::vector<fs::path>& files, const fs::path& destination) 
     return 0;
 }
 
+// Adds the files and waits for every row's thumbnail; the model's other work (the preview of
+// the first pages) goes on meanwhile, as it does in the window.
+int thumbnailsMain(const std::vector<fs::path>& files) {
+    warm(files);
+    Silent silent;
+    CurlHttpSession session;
+    app::AppModel model({silent, silent, silent, silent,
+                         app::UpdateSource{session, "https://127.0.0.1:9/tessel/latest.json"},
+                         silent});
+    const auto withThumbnails = [&] {
+        return std::ranges::count_if(model.items(), [](const app::ImageItem& item) {
+            return !item.thumbnailData.isEmpty();
+        });
+    };
+    const Clock::time_point start = Clock::now();
+    model.add(files);
+    waitUntil([&] { return !model.isLoading(); });
+    const double listed = millisecondsSince(start);
+    waitUntil([&] { return withThumbnails() == std::ssize(model.items()) || model.isIdle(); });
+    const double all = millisecondsSince(start);
+    std::printf("thumbnails listed=%.2f all=%.2f made=%td of=%zu\n", listed / 1000, all / 1000,
+                withThumbnails(), model.items().size());
+    return 0;
+}
+
 double median(std::vector<double> values) {
     std::ranges::sort(values);
     return values[values.size() / 2];
@@ -278,12 +306,15 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     int reps = 3;
     bool edits = false;
+    bool thumbnails = false;
     std::optional<fs::path> exportTo;
     std::vector<fs::path> files;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--edits")
             edits = true;
+        else if (argument == "--thumbnails")
+            thumbnails = true;
         else if (argument == "--export" && i + 1 < argc)
             exportTo = argv[++i];
         else if (argument == "--reps" && i + 1 < argc)
@@ -292,10 +323,12 @@ int main(int argc, char** argv) {
             files.emplace_back(argument);
     }
     if (files.empty()) {
-        std::cerr << "usage: tessel_bench_model [--reps N | --edits | --export PDF] FILE...\n";
+        std::cerr << "usage: tessel_bench_model [--reps N | --edits | --thumbnails | --export PDF] "
+                     "FILE...\n";
         return 2;
     }
     if (edits) return measureEditsMain(files);
+    if (thumbnails) return thumbnailsMain(files);
     if (exportTo) return exportMain(files, *exportTo);
     warm(files);
 

@@ -36,5 +36,7 @@ cmake --build "$build" --target tessel_bench_model | tail -1
 "$here/make-corpus.sh" "$count"
 mapfile -t files < <(find "$here/corpus/cam24" -maxdepth 1 -name '[0-9][0-9][0-9]_*.jpg' | sort | head -n "$count")
 echo "model: $(nproc) processors, ${#files[@]} files of $(du -ch "${files[@]}" | tail -1 | cut -f1)"
-QT_QPA_PLATFORM=offscreen "$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)" \
-  --reps "$reps" "${files[@]}"
+# No shared thumbnail cache (its folder cannot be made under /dev/null): every repetition
+# decodes its thumbnails, as a first opening does.
+XDG_CACHE_HOME=/dev/null QT_QPA_PLATFORM=offscreen \
+  "$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)" --reps "$reps" "${files[@]}"

@@ -67,9 +67,14 @@ if [ "$count" -gt "${#files[@]}" ]; then
 fi
 echo "preview: $(nproc) processors, load $(cut -d' ' -f1-3 /proc/loadavg), ${#files[@]} files of $(du -ch "${files[@]}" | tail -1 | cut -f1)"
 bench=$(find "$build" -type f -name tessel_bench_model -perm -u+x | head -1)
+# Each run opens the shoot for the first time: an empty shared thumbnail cache of its own, so
+# that thumbnails are decoded (bench/shared-thumbnails.sh times them from the cache).
+cache=$(mktemp -d)
+trap 'rm -rf "$cache"' EXIT
 lines=()
 for ((rep = 1; rep <= reps; rep++)); do
-  output=$(QT_QPA_PLATFORM=offscreen "$bench" --edits "${files[@]}")
+  rm -rf "${cache:?}/thumbnails"
+  output=$(XDG_CACHE_HOME=$cache QT_QPA_PLATFORM=offscreen "$bench" --edits "${files[@]}")
   line=$(tail -1 <<<"$output")
   echo "run $rep: ${line#preview }"
   grep '^thumbnails:' <<<"$output" | sed 's/^/       /'

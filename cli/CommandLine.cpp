@@ -34,12 +34,14 @@ constexpr std::string_view examples = R"(Examples:
       with today's date at the foot.
   tessel-sheet --inspect IMG_0001.HEIC
       One JSON line with the size, frame count, file size, date and camera of the image.
-  tessel-sheet --beside --notify --preset proof "Trip/Day 1.jpg" Trip/Day\ 2
-      "Trip/Proof Grid.pdf", or "Trip/Proof Grid 2.pdf" when that name is taken, with a
-      desktop notification when it is done (as the file manager's menu entries do).
+  tessel-sheet --beside --notify --images-only --preset proof Trip/*
+      "Trip/Proof Grid.pdf", or "Trip/Proof Grid 2.pdf" when that name is taken, of the
+      images in Trip (an earlier sheet or notes there are left out), with a desktop
+      notification when it is done (as the file managers' menu entries do).
 
 Images are taken in the order given, folders expanded in file-name order; nothing is skipped,
-so an unreadable or animated image fails the whole run. Every run writes into its own new
+so an unreadable or animated image fails the whole run (--images-only leaves out files that
+are not images by their name, and says how many). Every run writes into its own new
 folder unless --output-dir or --beside is given; an existing file is never replaced. On
 success the first line says what was made and each further line is the absolute path of a
 written file.
@@ -329,6 +331,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         ->group(sheet);
     text("--sort", raw.sort, "Reorder by filename or date (taken; undated first)", "ORDER", sheet);
     app.add_flag("--notify", command.notify, "Show progress and the result as notifications")
+        ->group(sheet);
+    app.add_flag("--images-only", command.imagesOnly,
+                 "Leave out files that are not images, and say so, instead of failing")
         ->group(sheet);
 
     text("--paper", raw.paper, choicesHelp<SheetPaper>("Paper"), "PAPER", fields);

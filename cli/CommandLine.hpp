@@ -65,6 +65,10 @@ struct SheetCommand {
     bool beside = false;
     /// Report progress, the result and failures as desktop notifications too.
     bool notify = false;
+    /// Leave out the files given that are not images (by their extension) and the URIs of
+    /// files that are not on a local disk, and say so, rather than fail on them: for a file
+    /// manager's selection, which may hold anything.
+    bool imagesOnly = false;
     /// "Contact Sheet", or with `beside` the title of the preset, unless given.
     std::string baseName = "Contact Sheet";
     RecipeOverrides overrides;

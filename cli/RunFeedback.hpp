@@ -23,8 +23,10 @@ public:
 
     /// The run wrote `files` (absolute, in page order). `unwritable` is the folder it was to
     /// write into when that could not take a new file and the Pictures folder was used.
+    /// `leftOut` says what `--images-only` left out of the selection (empty when nothing).
     virtual void created(const std::vector<std::filesystem::path>& files,
-                         const std::optional<std::filesystem::path>& unwritable) = 0;
+                         const std::optional<std::filesystem::path>& unwritable,
+                         const std::string& leftOut) = 0;
 
     /// The run failed; `message` is what it printed on standard error: the description, then
     /// its cause on a line of its own when one is known.

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <istream>
 #include <ostream>
+#include <sstream>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 
 #include "Beside.hpp"
 #include "Listing.hpp"
+#include "Selection.hpp"
 #include "desktop/PicturesFolder.hpp"
 
 namespace tessel::cli {
@@ -126,33 +128,45 @@ std::vector<fs::path> makeSheetIn(const SheetCommand& command, const SheetRecipe
 }
 
 void report(Console& console, const std::vector<fs::path>& written,
-            const std::optional<fs::path>& unwritable) {
+            const std::optional<fs::path>& unwritable, const std::string& leftOut) {
     if (unwritable)
         console.err << "tessel-sheet: " << unwritable->string()
                     << " cannot take a new file; writing into "
                     << written.front().parent_path().string() << " instead.\n";
+    std::istringstream notes(leftOut);
+    for (std::string line; std::getline(notes, line);)
+        console.err << "tessel-sheet: " << line << "\n";
     if (written.size() == 1)
         console.out << "Created a contact sheet.\n";
     else
         console.out << "Created " << written.size() << " contact sheet pages.\n";
     for (const fs::path& file : written) console.out << fs::absolute(file).string() << "\n";
     console.out << std::flush;
-    if (console.feedback) console.feedback->created(written, unwritable);
+    if (console.feedback) console.feedback->created(written, unwritable, leftOut);
 }
 
 // Beside the images: no folder is made for the run, and a failed run leaves nothing there.
-int makeSheetBeside(const SheetCommand& command, const SheetRecipe& sheetRecipe, Console& console) {
+int makeSheetBeside(const SheetCommand& command, const SheetRecipe& sheetRecipe,
+                    const std::string& leftOut, Console& console) {
     if (command.images.empty()) throw TesselError::noImages();
     const BesideFolder place = besideFolder(command.images.front(), picturesFolder());
     std::optional<fs::path> noStdin;
     report(console, makeSheetIn(command, sheetRecipe, place.folder, console, noStdin),
-           place.unwritable);
+           place.unwritable, leftOut);
     return 0;
 }
 
-int makeSheet(const SheetCommand& command, Console& console) {
-    const SheetRecipe sheetRecipe = resolveRecipe(command);
-    if (command.beside) return makeSheetBeside(command, sheetRecipe, console);
+int makeSheet(const SheetCommand& given, Console& console) {
+    const SheetRecipe sheetRecipe = resolveRecipe(given);
+    SheetCommand command = given;
+    LeftOut leftOut;
+    if (command.imagesOnly) {
+        command.images = imagesOfSelection(given.images, leftOut);
+        if (command.images.empty() && leftOut.any())
+            throw TesselError::noImages().withCause(nothingLeftCause(leftOut));
+    }
+    const std::string note = leftOutNote(leftOut);
+    if (command.beside) return makeSheetBeside(command, sheetRecipe, note, console);
 
     // The folder comes before anything that can fail. A new folder (always so in the cache)
     // is left behind by a failed run as a record, with whatever was stored from standard
@@ -168,8 +182,8 @@ int makeSheet(const SheetCommand& command, Console& console) {
 
     std::optional<fs::path> fromStdin;
     try {
-        report(console, makeSheetIn(command, sheetRecipe, folder, console, fromStdin),
-               std::nullopt);
+        report(console, makeSheetIn(command, sheetRecipe, folder, console, fromStdin), std::nullopt,
+               note);
     } catch (...) {
         if (fromStdin && !madeFolder) {
             std::error_code ignored;

@@ -17,7 +17,7 @@ rule() {
 }
 rule libvips '^vips/' 'core/src/decode/* core/src/inspect/Inspect.cpp bench/ssim.cpp'
 rule GLib '^(glib|glib-object|gio|gmodule)(\.h$|/)' 'core/src/decode/* core/src/inspect/Inspect.cpp core/src/draw/*
-  cli/desktop/*'
+  core/src/thumbnailcache/ThumbnailNames.cpp cli/desktop/*'
 rule exiv2 '^exiv2/' 'core/src/formats/exif/*'
 rule LibRaw '^libraw/' 'core/src/formats/raw/*'
 rule LittleCMS '^lcms2\.h$' 'core/src/decode/ColorProfile.cpp'
@@ -43,6 +43,7 @@ declare -A uses=(
   [base]='' [recipe]='base' [layout]='base' [formats]='base' [decode]='base formats'
   [inspect]='base formats decode' [draw]='base' [render]='base formats decode draw'
   [output]='base formats decode' [files]='' [update]='base'
+  [thumbnailcache]='base formats decode'
 )
 # The operating system's own headers may be used anywhere but in the public headers.
 system='^(unistd|fcntl|pwd|signal|poll|spawn|dirent)\.h$|^(sys|linux)/'

@@ -30,6 +30,9 @@ packages=(
   # the desktop entry and AppStream file are checked by the desktop's own validators; the
   # end-to-end update run presses "Update Now" under Xvfb
   desktop-file-utils appstream xdotool
+  # the Debian package: manual pages from --help, dependencies (dpkg-shlibdeps), its check;
+  # GLib's view of the shared thumbnail cache (gio) and GNOME Files' extension loader in tests
+  help2man dpkg-dev lintian libglib2.0-bin python3-nautilus
 )
 
 missing=()

@@ -5,6 +5,10 @@
 // item is decoded at the thumbnail's size and nothing is kept. While the page on screen is
 // drawn no thumbnail starts, and those being decoded stop and are made again later, so the
 // preview has the processors to itself.
+//
+// The desktop's shared thumbnail cache comes before any decoding: a photo a file manager has
+// shown has a thumbnail there already. What is decoded here goes there in turn, and so does a
+// failure, so that an unreadable file is not decoded again at every opening.
 
 #include <QHash>
 #include <QThread>
@@ -12,6 +16,7 @@
 #include <utility>
 
 #include "tessel/Render.hpp"
+#include "tessel/SharedThumbnails.hpp"
 
 #include "model/AppModel.hpp"
 #include "model/Background.hpp"
@@ -47,8 +52,17 @@ void AppModel::scheduleThumbnails() {
         ++thumbnailsRunning_;
         runInBackground(
             [id = item->id, file = item->url, pictures = pictures_, stop = thumbnailsStop_] {
-                const auto bytes =
-                    TesselRenderer::thumbnailData(file, thumbnailPixels, *pictures, stop.get());
+                const SharedThumbnails shared;
+                SharedThumbnail looked = shared.find(file, thumbnailPixels);
+                auto bytes = std::move(looked.thumbnail);
+                if (!bytes && !looked.failedBefore) {
+                    bytes =
+                        TesselRenderer::thumbnailData(file, thumbnailPixels, *pictures, stop.get());
+                    if (bytes)
+                        shared.store(looked, *bytes);
+                    else if (!stop->isCancelled())
+                        shared.storeFailure(looked);
+                }
                 const bool stopped = !bytes && stop->isCancelled();
                 return std::make_tuple(
                     id, stopped,

@@ -55,6 +55,19 @@ void AppModel::promptForUpdate() {
     if (!availableUpdate_ || isUpdating_) return;
     const UpdateInfo update = *availableUpdate_;
     const QString offered = QString::fromStdString(update.version);
+    if (services_.installer.ownedByPackageManager()) {
+        // The package manager keeps track of these files: replacing them would leave it
+        // believing in a version that is no longer there.
+        services_.dialogs.showAlert(
+            {alertTitle,
+             QStringLiteral("A new version of Tessel is available"),
+             QStringLiteral("Version %1 is available. Tessel was installed as a package: install "
+                            "the new version the same way, from the Tessel website.")
+                 .arg(offered),
+             {QStringLiteral("OK")}});
+        services_.settings.setString(promptedVersionKey, offered);
+        return;
+    }
     const std::optional<int> answer = services_.dialogs.showAlert(
         {alertTitle,
          QStringLiteral("A new version of Tessel is available"),

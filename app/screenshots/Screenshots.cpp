@@ -1,7 +1,7 @@
-// window_screenshots: shows the main window over sample images in the states the README and
-// docs/screenshots/ show (empty, a three-page preview in light and dark, custom paper, a
-// validation message, files hovering, an error, the save dialog, the settings window), and
-// saves each as a PNG. Run by scripts/screenshots.sh under Xvfb.
+// window_screenshots: shows the main window over sample images in the states the README,
+// docs/screenshots/ and the AppStream file show (empty, a three-page preview in light and dark,
+// a proof grid, custom paper, a validation message, files hovering, an error, the save dialog,
+// the settings window), and saves each as a PNG. Run by scripts/screenshots.sh under Xvfb.
 //
 //   window_screenshots OUTPUT_FOLDER IMAGES_FOLDER
 //
@@ -61,8 +61,9 @@ void waitUntil(const std::function<bool()>& done) {
     for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
+// Every row's thumbnail and the page on screen drawn.
 void settle(AppModel& model) {
-    waitUntil([&] { return !model.isLoading() && !model.isRendering(); });
+    waitUntil([&] { return !model.isLoading() && !model.isRendering() && model.isIdle(); });
 }
 
 // The window with every dialog open over it, as the user sees them.
@@ -103,6 +104,7 @@ int main(int argc, char** argv) {
 
     QTemporaryDir scratch;
     setenv("XDG_DATA_HOME", qPrintable(scratch.filePath(QStringLiteral("data"))), 1);
+    setenv("XDG_CACHE_HOME", qPrintable(scratch.filePath(QStringLiteral("cache"))), 1);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
                        scratch.filePath(QStringLiteral("config")));
     const QPalette light = QApplication::palette();
@@ -136,6 +138,13 @@ int main(int argc, char** argv) {
     save(window, output + QStringLiteral("/dark.png"));
     QApplication::setPalette(light);
     model.previousPage();
+
+    // Twenty to a landscape page, each with its file name.
+    model.applyPreset(SheetPreset::proof);
+    settle(model);
+    save(window, output + QStringLiteral("/proof.png"));
+    model.applyPreset(SheetPreset::contact);
+    settle(model);
 
     // Custom paper, wider than tall, without captions.
     model.editRecipe([](SheetRecipe& recipe) {

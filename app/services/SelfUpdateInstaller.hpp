@@ -19,6 +19,9 @@ public:
     /// before any request), or the platform's error.
     void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) override;
 
+    /// `SelfUpdater::ownedByPackageManager` of this process's program.
+    bool ownedByPackageManager() const override;
+
 private:
     HttpSession& session_;
 };

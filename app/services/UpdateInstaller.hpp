@@ -18,6 +18,10 @@ public:
     /// must not touch the model.
     virtual void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) = 0;
 
+    /// Whether this Tessel's files belong to the system's package manager (a Debian package):
+    /// then a new version is only announced, and installed as a new package.
+    virtual bool ownedByPackageManager() const { return false; }
+
 protected:
     UpdateInstaller() = default;
     UpdateInstaller(const UpdateInstaller&) = default;

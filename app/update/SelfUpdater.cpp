@@ -124,6 +124,16 @@ fs::path Installation::scriptLocation() const {
     return temporaryDirectory / ("orvane-update-" + std::to_string(processId) + ".sh");
 }
 
+bool ownedByPackageManager(const fs::path& executable) {
+    const fs::path program = executable.lexically_normal();
+    const auto under = [&](const fs::path& folder) {
+        const auto [end, at] =
+            std::mismatch(folder.begin(), folder.end(), program.begin(), program.end());
+        return end == folder.end();
+    };
+    return program.is_absolute() && under("/usr") && !under("/usr/local");
+}
+
 std::optional<fs::path> runningBundle(const fs::path& executable) {
     if (!executable.is_absolute()) return std::nullopt;
     const fs::path program = executable.lexically_normal();

@@ -113,6 +113,11 @@ struct Installation {
 /// program is not inside such a folder (a build tree, a distribution package under /usr).
 std::optional<std::filesystem::path> runningBundle(const std::filesystem::path& executable);
 
+/// Whether `executable` belongs to the system's package manager: it lies under /usr, outside
+/// /usr/local (the distribution's part of the file system). Such a Tessel takes a new version
+/// as a new package; it never replaces its own files.
+bool ownedByPackageManager(const std::filesystem::path& executable);
+
 /// Installs `update` over the running application and starts the installer script; returns
 /// once the script runs. The caller must then quit at once: the script waits for
 /// `installation.processId` to end before it swaps. Steps, each failure ending it:

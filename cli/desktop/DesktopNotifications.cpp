@@ -204,7 +204,8 @@ void DesktopNotifications::progress(Stage stage, std::int64_t done, std::int64_t
 }
 
 void DesktopNotifications::created(const std::vector<fs::path>& files,
-                                   const std::optional<fs::path>& unwritable) {
+                                   const std::optional<fs::path>& unwritable,
+                                   const std::string& leftOut) {
     if (files.empty()) return;
     State& s = *state_;
     const std::string summary =
@@ -213,9 +214,10 @@ void DesktopNotifications::created(const std::vector<fs::path>& files,
     std::string names = displayName(files.front().filename());
     if (files.size() > 1) names += " to " + displayName(files.back().filename());
     const std::string folder = displayName(files.front().parent_path());
-    const std::string body = unwritable ? displayName(*unwritable) + " cannot be written, so " +
-                                              names + " went to " + folder + "."
-                                        : names + " in " + folder;
+    std::string body = unwritable ? displayName(*unwritable) + " cannot be written, so " + names +
+                                        " went to " + folder + "."
+                                  : names + " in " + folder;
+    if (!leftOut.empty()) body += "\n" + leftOut;
     if (!s.notify(summary, body, true, std::nullopt, Urgency::normal)) return;
     s.files = files;
     s.awaitingActions = s.actions;

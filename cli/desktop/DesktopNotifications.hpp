@@ -27,7 +27,8 @@ public:
     /// times a second.
     void progress(Stage stage, std::int64_t done, std::int64_t total) override;
     void created(const std::vector<std::filesystem::path>& files,
-                 const std::optional<std::filesystem::path>& unwritable) override;
+                 const std::optional<std::filesystem::path>& unwritable,
+                 const std::string& leftOut) override;
     void failed(const std::string& message) override;
 
     /// After `created`: stays to carry out the notification's actions until it is closed or

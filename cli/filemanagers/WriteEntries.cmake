@@ -7,13 +7,20 @@
 #                   preset ("Make Contact Sheet: Portfolio"); Nemo's actions have no submenus
 #   Caja            share/file-manager/actions/ (file-manager actions, read by the
 #                   caja-actions extension): a "Make Contact Sheet" menu of the four presets
-#   GNOME Files     share/nautilus/scripts/Make Contact Sheet/<title>: scripts, which GNOME
-#                   Files reads only from ~/.local/share/nautilus/scripts (a --prefix ~/.local
-#                   install puts them there)
+#   GNOME Files     share/nautilus-python/extensions/tessel_make_contact_sheet.py: an
+#                   extension for nautilus-python (python3-nautilus) with a "Make Contact
+#                   Sheet" submenu of the four presets. GNOME Files reads scripts only from
+#                   each user's own folder; nautilus-python reads extensions from the system's
+#                   share/ and from ~/.local/share alike.
+#
+# Each entry is offered for images, folders and PDF files (a sheet made earlier, so that
+# Select All beside one still offers the entry) and runs tessel-sheet with --images-only,
+# which leaves out what is not an image and says so in its notification.
 #
 # Set by the install code before this script: TESSEL_BINDIR, TESSEL_DATADIR,
 # TESSEL_IMAGE_TYPES_FROM (the desktop entry whose MimeType lists the image types),
-# TESSEL_ENTRIES_STAGING (a folder of the build tree where the files are written first).
+# TESSEL_ENTRIES_STAGING (a folder of the build tree where the files are written first),
+# TESSEL_NAUTILUS_EXTENSION (the extension's template).
 
 set(presets "contact=Contact Sheet" "portfolio=Portfolio" "proof=Proof Grid" "square=Square Grid")
 
@@ -34,11 +41,11 @@ else()
   set(command "${program}")
 endif()
 
-# The images the application opens, and folders.
-file(STRINGS "${TESSEL_IMAGE_TYPES_FROM}" types REGEX "^MimeType=")
-string(REGEX REPLACE "^MimeType=" "" types "${types}")
-string(REPLACE "\\;" ";" types "${types}")  # file(STRINGS) escapes the semicolons
-string(APPEND types "inode/directory;")
+# The images the application opens, then folders and earlier sheets.
+file(STRINGS "${TESSEL_IMAGE_TYPES_FROM}" imageTypes REGEX "^MimeType=")
+string(REGEX REPLACE "^MimeType=" "" imageTypes "${imageTypes}")
+string(REPLACE "\\;" ";" imageTypes "${imageTypes}")  # file(STRINGS) escapes the semicolons
+set(types "${imageTypes}inode/directory;application/pdf;")
 
 set(icon "com.orvane.Tessel")
 # A folder of its own for each destination: the tests install into several at once.
@@ -63,7 +70,7 @@ set(cajaItems "")
 foreach(preset IN LISTS presets)
   string(REGEX REPLACE "=.*" "" raw "${preset}")
   string(REGEX REPLACE "^[^=]*=" "" title "${preset}")
-  set(run "${command} --beside --notify --preset ${raw}")
+  set(run "${command} --beside --notify --images-only --preset ${raw}")
   string(TOLOWER "${title}" kind)
   set(comment "Lay out the selected photographs as a ${kind} beside them")
 
@@ -102,20 +109,13 @@ SelectionCount=>0
 Exec=${run} %F
 ")
   string(APPEND cajaItems "com.orvane.Tessel.${raw};")
-
-  # GNOME Files gives the selection as lines of NAUTILUS_SCRIPT_SELECTED_FILE_PATHS (local
-  # files only) and runs the script in the folder shown.
-  file(WRITE "${staging}/nautilus/${title}" "#!/bin/sh
-# GNOME Files: Scripts > Make Contact Sheet > ${title}. ${comment}.
-set -f
-IFS='
-'
-# shellcheck disable=SC2086 # one argument for each line of the list
-exec ${command} --beside --notify --preset ${raw} -- $NAUTILUS_SCRIPT_SELECTED_FILE_PATHS
-")
 endforeach()
 file(WRITE "${staging}/dolphin/com.orvane.Tessel.MakeContactSheet.desktop"
      "${dolphin}\n${dolphinActions}")
+set(PROGRAM "${program}")
+set(IMAGE_TYPES "${imageTypes}")
+configure_file("${TESSEL_NAUTILUS_EXTENSION}" "${staging}/nautilus/tessel_make_contact_sheet.py"
+               @ONLY)
 file(WRITE "${staging}/file-manager/com.orvane.Tessel.MakeContactSheet.desktop" "[Desktop Entry]
 Type=Menu
 Name=Make Contact Sheet
@@ -124,16 +124,22 @@ Icon=${icon}
 ItemsList=${cajaItems}
 ")
 
-set(executable OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
-               WORLD_EXECUTE)
+set(readable OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 if(IS_ABSOLUTE "${TESSEL_DATADIR}")
   set(data "${TESSEL_DATADIR}")
 else()
   set(data "${CMAKE_INSTALL_PREFIX}/${TESSEL_DATADIR}")
 endif()
+# KIO runs a service menu from a user's own folder only when the file is executable; those
+# of the system (/usr, /usr/local, /opt) are trusted as they are.
+set(dolphinPermissions ${readable})
+if(NOT CMAKE_INSTALL_PREFIX MATCHES "^/(usr|opt)(/|$)")
+  list(APPEND dolphinPermissions OWNER_EXECUTE GROUP_EXECUTE WORLD_EXECUTE)
+endif()
 file(INSTALL "${staging}/dolphin/" DESTINATION "${data}/kio/servicemenus"
-     FILE_PERMISSIONS ${executable})
-file(INSTALL "${staging}/nemo/" DESTINATION "${data}/nemo/actions")
-file(INSTALL "${staging}/file-manager/" DESTINATION "${data}/file-manager/actions")
-file(INSTALL "${staging}/nautilus/" DESTINATION "${data}/nautilus/scripts/Make Contact Sheet"
-     FILE_PERMISSIONS ${executable})
+     FILE_PERMISSIONS ${dolphinPermissions})
+file(INSTALL "${staging}/nemo/" DESTINATION "${data}/nemo/actions" FILE_PERMISSIONS ${readable})
+file(INSTALL "${staging}/file-manager/" DESTINATION "${data}/file-manager/actions"
+     FILE_PERMISSIONS ${readable})
+file(INSTALL "${staging}/nautilus/" DESTINATION "${data}/nautilus-python/extensions"
+     FILE_PERMISSIONS ${readable})

@@ -70,8 +70,9 @@ Harness::Harness(UpdateSetup updates)
       installer(updates.installerFails),
       updates_(std::move(updates)) {
     if (!folder_.isValid()) throw std::runtime_error("no scratch folder");
-    // Layouts and settings of this test only.
+    // Layouts, settings and the desktop's thumbnail cache of this test only.
     setenv("XDG_DATA_HOME", path("data").c_str(), 1);
+    setenv("XDG_CACHE_HOME", path("cache").c_str(), 1);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
                        QString::fromStdString(path("config").string()));
     settings = std::make_unique<app::QtSettingsStore>();

@@ -43,6 +43,10 @@ public:
     explicit RecordingInstaller(bool fails = false) : fails_(fails) {}
     void install(const UpdateInfo& update, const std::atomic<bool>& abandoned) override;
     std::vector<UpdateInfo> installed() const;
+    bool ownedByPackageManager() const override { return packaged; }
+
+    /// Answers as a Tessel installed by the package manager.
+    bool packaged = false;
 
 private:
     bool fails_;

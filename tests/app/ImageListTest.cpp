@@ -1,10 +1,13 @@
 // The image list: adding, selection, reordering, sorting and removal.
 
+#include <QBuffer>
 #include <QImage>
 #include <QSignalSpy>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tessel/SharedThumbnails.hpp"
 
 #include "AppHarness.hpp"
 #include "PrivateBus.hpp"
@@ -100,6 +103,33 @@ TEST(Adding, TheListIsCompleteBeforeItsThumbnailsWhichComeRowsOnScreenFirst) {
     EXPECT_EQ(withThumbnails(), 40);
     const QImage thumbnail = QImage::fromData(model.items()[0].thumbnailData);
     EXPECT_EQ(thumbnail.size(), QSize(40, 30));
+}
+
+// A photo the desktop has a thumbnail of shows that one, undecoded (the cache's is blue, the
+// photo red); the thumbnails the list makes go into the cache for the desktop.
+TEST(Adding, ThumbnailsComeFromTheDesktopsCacheAndGoIntoIt) {
+    Harness harness;
+    const fs::path cached = harness.path("cached.png"), made = harness.path("made.png");
+    writeImage(cached, 40, 30, 200, 20, 20);
+    writeImage(made, 40, 30, 20, 200, 20);
+    const SharedThumbnails shared;
+    QByteArray blue;
+    QBuffer buffer(&blue);
+    QImage picture(40, 30, QImage::Format_RGB32);
+    picture.fill(QColor(20, 20, 200));
+    picture.save(&buffer, "PNG");
+    ASSERT_TRUE(
+        shared.store(shared.find(cached, 320), {reinterpret_cast<const std::uint8_t*>(blue.data()),
+                                                static_cast<std::size_t>(blue.size())}));
+
+    harness.add({cached, made});
+    harness.settle();
+    const auto colour = [&](std::size_t row) {
+        return QImage::fromData(harness.model().items()[row].thumbnailData).pixelColor(20, 15);
+    };
+    EXPECT_GT(colour(0).blue(), 180);
+    EXPECT_GT(colour(1).green(), 180);
+    EXPECT_TRUE(shared.find(made, 320).thumbnail);
 }
 
 // Within one batch a folder and a file inside it both count; a later batch adds only what is

@@ -111,6 +111,26 @@ TEST(Updates, UpdateNowHandsTheUpdateToTheInstallerAndAsksToQuit) {
     EXPECT_FALSE(model.isCheckingForUpdate());
 }
 
+// A Tessel installed as a package tells of the new version and replaces nothing; the next
+// start does not tell again.
+TEST(Updates, APackagedTesselTellsOfANewVersionAndLeavesItsFilesToThePackageManager) {
+    ManifestServer offers13("1.3");
+    Harness harness({offers13.url(), "1.2"});
+    harness.installer.packaged = true;
+    waitForAutomaticCheck(harness);
+    EXPECT_THAT(harness.dialogs.alerts,
+                ::testing::ElementsAre(app::Alert{
+                    QStringLiteral("Tessel"),
+                    QStringLiteral("A new version of Tessel is available"),
+                    QStringLiteral("Version 1.3 is available. Tessel was installed as a package: "
+                                   "install the new version the same way, from the Tessel "
+                                   "website."),
+                    {QStringLiteral("OK")}}));
+    EXPECT_FALSE(harness.model().isUpdating());
+    EXPECT_TRUE(harness.installer.installed().empty());
+    EXPECT_EQ(harness.settings->string(promptedKey), QStringLiteral("1.3"));
+}
+
 TEST(Updates, AFailedInstallationSaysSoAndOffersItAgain) {
     ManifestServer offers13("1.3");
     Harness harness({offers13.url(), "1.2", true});

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -105,25 +106,18 @@ Launch caja(const fs::path& share, const Preset& preset, const std::vector<fs::p
             files.front().parent_path()};
 }
 
-// GNOME Files: the script run in the folder shown, the selection in its environment (one path
-// a line, each ending in a line break) and as names relative to that folder.
+// GNOME Files: the command the nautilus-python extension starts for the entry, asked of it as
+// GNOME Files asks (NautilusMenu.py); none when it offers no menu. A URI in `files` stands for
+// a file that is not on a local disk.
 Launch nautilus(const fs::path& share, const Preset& preset, const std::vector<fs::path>& files) {
-    const fs::path folder = files.front().parent_path();
-    Launch launch{
-        {(share / "nautilus/scripts/Make Contact Sheet" / preset.title).string()}, {}, folder};
-    std::string paths, uris;
-    for (const fs::path& file : files) {
-        launch.command.push_back(file.lexically_relative(folder));
-        paths += file.string() + "\n";
-        gchar* uri = g_filename_to_uri(file.c_str(), nullptr, nullptr);
-        uris += std::string(uri) + "\n";
-        g_free(uri);
-    }
-    gchar* current = g_filename_to_uri(folder.c_str(), nullptr, nullptr);
-    launch.environment = {"NAUTILUS_SCRIPT_SELECTED_FILE_PATHS=" + paths,
-                          "NAUTILUS_SCRIPT_SELECTED_URIS=" + uris,
-                          "NAUTILUS_SCRIPT_CURRENT_URI=" + std::string(current)};
-    g_free(current);
+    Strings ask{"/usr/bin/python3", TESSEL_SOURCE_DIR "/tests/cli/NautilusMenu.py",
+                share / "nautilus-python/extensions/tessel_make_contact_sheet.py", preset.raw};
+    ask.insert(ask.end(), files.begin(), files.end());
+    const ToolResult menu = runProgram(share, ask);
+    EXPECT_EQ(menu.err, "") << "python3-nautilus is needed (scripts/install-deps.sh)";
+    Launch launch{{}, {}, share};
+    std::istringstream words(menu.out);
+    for (std::string word; std::getline(words, word, '\0');) launch.command.push_back(word);
     return launch;
 }
 
@@ -258,10 +252,10 @@ TEST_F(FileManagerEntries, EntriesReadAsTheirDesktopsReadThemAndOfferEveryImageT
     // KIO runs a service menu from a user's own folder only when it is executable.
     EXPECT_NE(fs::status(dolphinMenu).permissions() & fs::perms::owner_exec, fs::perms::none);
 
-    // The types the application opens, and folders, in every entry.
+    // The types the application opens, folders and earlier sheets, in every entry.
     const std::string types = keyOf(TESSEL_SOURCE_DIR "/app/desktop/com.orvane.Tessel.desktop",
                                     "Desktop Entry", "MimeType") +
-                              "inode/directory;";
+                              "inode/directory;application/pdf;";
     EXPECT_EQ(keyOf(dolphinMenu, "Desktop Entry", "MimeType"), types);
     EXPECT_EQ(keyOf(dolphinMenu, "Desktop Entry", "X-KDE-Submenu"), "Make Contact Sheet");
     const fs::path cajaMenu =
@@ -284,6 +278,42 @@ TEST_F(FileManagerEntries, EntriesReadAsTheirDesktopsReadThemAndOfferEveryImageT
         EXPECT_EQ(keyOf(cajaAction, "Desktop Entry", "Name"), preset.title);
         EXPECT_EQ(keyOf(cajaAction, "X-Action-Profile local", "MimeTypes"), types);
     }
+}
+
+// Select All beside an earlier sheet takes the sheet too: the entry is still offered, and the
+// sheet leaves it out and says so.
+TEST_F(FileManagerEntries, PhotosSelectedWithAnEarlierSheetMakeASheetOfThePhotos) {
+    const PrivateSessionBus bus;
+    const DesktopOnBus desktop(bus, {});
+    for (const FileManager& fileManager : kFileManagers) {
+        SCOPED_TRACE(fileManager.name);
+        const fs::path trip = sandbox->root() / "again" / fileManager.name;
+        std::vector<fs::path> selection = photographs(trip);
+        const fs::path earlier = trip / "Contact Sheet.pdf";
+        std::ofstream(earlier) << "%PDF-1.4";
+        selection.insert(selection.begin(), earlier);
+        Launch launch = fileManager.launch(share, kPresets[0], selection);
+        launch.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
+        const fs::path sheet = trip / "Contact Sheet 2.pdf";
+        EXPECT_EQ(run(launch),
+                  (ToolResult{0, "Created a contact sheet.\n" + sheet.string() + "\n",
+                              "tessel-sheet: 1 file that is not an image was left out.\n"}));
+        EXPECT_EQ(pdfPageSizes(sheet).size(), 1u);
+        ASSERT_FALSE(desktop.notifications().empty());
+        EXPECT_EQ(desktop.notifications().back().body,
+                  "Contact Sheet 2.pdf in " + trip.string() +
+                      "\n1 file that is not an image was left out.");
+    }
+}
+
+// GNOME Files passes what is not on a local disk (a network location) as URIs.
+TEST_F(FileManagerEntries, GnomeFilesSaysWhenTheSelectedFilesAreNotOnALocalDisk) {
+    EXPECT_EQ(run(nautilus(share, kPresets[0], {"sftp://camera.local/DCIM/IMG_0001.JPG"})),
+              (ToolResult{1, "",
+                          "Add at least one image.\nThe selected file is not on a local disk.\n"}));
+    const fs::path notes = sandbox->root() / "notes.txt";
+    std::ofstream(notes) << "not a photograph";
+    EXPECT_TRUE(nautilus(share, kPresets[0], {notes}).command.empty()) << "offered for no image";
 }
 
 }  // namespace

@@ -62,7 +62,8 @@ AtomicFile::AtomicFile(std::filesystem::path destination, Publishing publishing,
     // named copy instead.
     if (publishing == Publishing::newFile)
         file_.reset(calls_.openUnnamed(folder_.c_str(), O_RDWR | O_CLOEXEC, 0666));
-    if (!file_) file_ = openHidden();
+    durable_ = publishing != Publishing::cacheEntry;
+    if (!file_) file_ = openHidden(durable_ ? 0666 : 0600);
 }
 
 AtomicFile::~AtomicFile() {
@@ -71,10 +72,10 @@ AtomicFile::~AtomicFile() {
 
 void AtomicFile::fail(const char* what) const { failWith(errno, what + destination_.string()); }
 
-FileDescriptor AtomicFile::openHidden() {
+FileDescriptor AtomicFile::openHidden(mode_t mode) {
     // A fresh name no other writer uses: a stale hidden file from a crash never blocks one.
     hidden_ = folder_ / (".orvane-tessel-" + newUUIDString());
-    FileDescriptor file(::open(hidden_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    FileDescriptor file(::open(hidden_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file) {
         const int error = errno;
         hidden_.clear();
@@ -163,12 +164,12 @@ void AtomicFile::nameHidden() {
 
 void AtomicFile::publishReplacing() {
     if (published_ || hidden_.empty()) fatal("a replacement is published once, from a named file");
-    flush();
+    if (durable_) flush();
     if (::close(file_.release()) != 0) fail("Could not write ");
     if (::rename(hidden_.c_str(), destination_.c_str()) != 0) fail("Could not replace ");
     hidden_.clear();
     published_ = true;
-    syncFolder();
+    if (durable_) syncFolder();
 }
 
 void AtomicFile::syncFolder() const {

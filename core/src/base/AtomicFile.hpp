@@ -1,6 +1,7 @@
 #pragma once
 // The one writer of files that must appear whole: output files and standard input's image
-// (never replacing anything) and the layouts file (replaced in one step).
+// (never replacing anything), the layouts file (replaced in one step) and entries of the
+// desktop's thumbnail cache.
 
 #include <cstdint>
 #include <filesystem>
@@ -41,7 +42,13 @@ const FileNamingCalls& systemNamingCalls();
 /// hidden file that is renamed over the destination. The hidden file is removed on every path.
 class AtomicFile {
 public:
-    enum class Publishing { newFile, replacing };
+    enum class Publishing {
+        newFile,
+        replacing,
+        /// Like `replacing`, for a cache: readable by its owner only, and not flushed to disk
+        /// first (a cut power loses an entry that is made again, never a half-written one).
+        cacheEntry,
+    };
 
     /// Starts a file for `destination`. Throws `std::system_error` when its folder cannot take
     /// a new file.
@@ -58,14 +65,16 @@ public:
     /// `std::system_error`, with `std::errc::file_exists` when something is at the destination.
     void publish();
 
-    /// For `Publishing::replacing`: flushes the file and puts it in the place of whatever is at
-    /// the destination in one step. Throws `std::system_error`.
+    /// For `Publishing::replacing` and `cacheEntry`: flushes the file (not a cache entry) and
+    /// puts it in the place of whatever is at the destination in one step. Throws
+    /// `std::system_error`.
     void publishReplacing();
 
 private:
     [[noreturn]] void fail(const char* what) const;
-    /// Creates the hidden file and makes it the one being written.
-    FileDescriptor openHidden();
+    /// Creates the hidden file (with `mode` before the umask) and makes it the one being
+    /// written.
+    FileDescriptor openHidden(mode_t mode = 0666);
     /// Gives the unnamed file's bytes a hidden name, for a folder that takes unnamed files but
     /// no links.
     void copyToHidden();
@@ -79,6 +88,7 @@ private:
     const FileNamingCalls& calls_;
     FileDescriptor file_;
     std::filesystem::path hidden_;  ///< empty while the file is unnamed, and once it is named
+    bool durable_ = true;           ///< flushed to disk before it is named
     bool published_ = false;
 };
 

@@ -26,6 +26,10 @@ std::uint8_t unpremultiply(std::uint8_t value, std::uint8_t alpha) {
     return static_cast<std::uint8_t>(straight > 255u ? 255u : straight);
 }
 
+std::uint32_t premultiply(std::uint32_t value, std::uint32_t alpha) {
+    return (value * alpha + 127u) / 255u;
+}
+
 }  // namespace
 
 bool isWellFormed(const Bitmap& bitmap) {
@@ -62,6 +66,20 @@ void straightRgbaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out) {
         *out++ = unpremultiply(channel(word, 0), alpha);
         *out++ = alpha;
     }
+}
+
+Bitmap bitmapFromStraightRgba(const std::uint8_t* rgba, std::int64_t width, std::int64_t height) {
+    Bitmap bitmap{width, height, {}};
+    const auto count = static_cast<std::size_t>(width * height);
+    bitmap.pixels.resize(count * 4);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* in = rgba + i * 4;
+        const std::uint32_t alpha = in[3];
+        const std::uint32_t word = (alpha << 24) | (premultiply(in[0], alpha) << 16) |
+                                   (premultiply(in[1], alpha) << 8) | premultiply(in[2], alpha);
+        std::memcpy(bitmap.pixels.data() + i * 4, &word, sizeof word);
+    }
+    return bitmap;
 }
 
 }  // namespace tessel::detail

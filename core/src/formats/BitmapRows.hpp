@@ -1,6 +1,6 @@
 #pragma once
 // Row conversions from the premultiplied page bitmap into the straight-alpha rows that PNG,
-// JPEG and PDF images hold.
+// JPEG and PDF images hold, and back.
 
 #include <cstdint>
 
@@ -22,5 +22,9 @@ void rgbRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
 
 /// Row `y` as R, G, B, A bytes with the colour un-premultiplied. `out` holds width * 4 bytes.
 void straightRgbaRow(const Bitmap& bitmap, std::int64_t y, std::uint8_t* out);
+
+/// The bitmap of `width` × `height` straight R, G, B, A pixels (`rgba` holds them all, rows
+/// top first), premultiplied.
+Bitmap bitmapFromStraightRgba(const std::uint8_t* rgba, std::int64_t width, std::int64_t height);
 
 }  // namespace tessel::detail

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "formats/ContainerFacts.hpp"
@@ -19,11 +20,21 @@ enum class PngColor { gray, rgb, rgba };
 /// Fills one row (`y` from the top) of `width` pixels in the chosen colour type.
 using PngRowSource = std::function<void(std::int64_t y, std::uint8_t* row)>;
 
+/// A textual chunk: a keyword of 1 to 79 Latin-1 characters and its text.
+struct PngText {
+    std::string keyword;
+    std::string text;
+
+    friend bool operator==(const PngText&, const PngText&) = default;
+};
+
 /// What a page says about itself besides its pixels.
 struct PngTags {
     std::int64_t pixelsPerInch = 0;  ///< a pHYs chunk when above 0
     /// An sRGB chunk, with the gAMA and cHRM chunks that stand for it in readers without it.
     bool srgb = false;
+    /// tEXt chunks, written before the image data so that a reader finds them early.
+    std::vector<PngText> text = {};
 };
 
 /// A non-interlaced 8-bit PNG of `width` × `height` pixels, without any ancillary chunk but
@@ -73,8 +84,10 @@ struct RgbaImage {
     std::vector<std::uint8_t> pixels;
 };
 
-/// Decodes any PNG to 8-bit RGBA. Nothing when it is not a readable PNG.
-std::optional<RgbaImage> decodePNG(std::span<const std::uint8_t> png);
+/// Decodes any PNG to 8-bit RGBA. Nothing when it is not a readable PNG. When `text` is
+/// given, it receives the file's tEXt, zTXt and iTXt chunks (before and after the image data).
+std::optional<RgbaImage> decodePNG(std::span<const std::uint8_t> png,
+                                   std::vector<PngText>* text = nullptr);
 
 /// The header fields of a PNG and where its IDAT chunks' data lie in the file; joined, they
 /// are the zlib stream of filtered rows.

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "formats/png/Png.hpp"
 #include "formats/png/Spng.hpp"
@@ -28,6 +30,32 @@ std::uint8_t spngColorType(PngColor color) {
         case PngColor::rgba: return SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
     }
     return SPNG_COLOR_TYPE_TRUECOLOR;
+}
+
+// libspng keeps the chunks it is given rather than copying them: they live as long as its
+// context.
+struct TextChunks {
+    std::vector<PngText> text;
+    std::vector<spng_text> chunks;
+};
+
+bool setText(spng_ctx* ctx, const std::vector<PngText>& text, TextChunks& kept) {
+    if (text.empty()) return true;
+    kept.text = text;
+    kept.chunks.resize(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        PngText& source = kept.text[i];
+        spng_text& chunk = kept.chunks[i];
+        if (source.keyword.empty() || source.keyword.size() >= sizeof chunk.keyword ||
+            source.text.empty())
+            return false;
+        std::memcpy(chunk.keyword, source.keyword.data(), source.keyword.size());
+        chunk.type = SPNG_TEXT;
+        chunk.length = source.text.size();
+        chunk.text = source.text.data();
+    }
+    return spng_set_text(ctx, kept.chunks.data(), static_cast<std::uint32_t>(kept.chunks.size())) ==
+           0;
 }
 
 bool setTags(spng_ctx* ctx, const PngTags& tags) {
@@ -63,6 +91,7 @@ std::int64_t channels(PngColor color) {
 }  // namespace
 
 struct PngRowWriter::Encoder {
+    TextChunks text;  // before the context, which refers to it until it is freed
     SpngContext ctx;
 };
 
@@ -76,7 +105,8 @@ std::unique_ptr<PngRowWriter> PngRowWriter::start(std::int64_t width, std::int64
                                                   PngColor color, bool compressed,
                                                   const PngTags& tags) {
     if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return nullptr;
-    auto encoder = std::make_unique<Encoder>(Encoder{SpngContext{spng_ctx_new(SPNG_CTX_ENCODER)}});
+    auto encoder = std::make_unique<Encoder>();
+    encoder->ctx.reset(spng_ctx_new(SPNG_CTX_ENCODER));
     spng_ctx* ctx = encoder->ctx.get();
     if (!ctx) return nullptr;
 
@@ -92,7 +122,8 @@ std::unique_ptr<PngRowWriter> PngRowWriter::start(std::int64_t width, std::int64
                         compressed ? kFilterChoice : SPNG_DISABLE_FILTERING) != 0 ||
         spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressed ? kCompressionLevel : 0) != 0 ||
         spng_set_option(ctx, SPNG_IMG_COMPRESSION_STRATEGY, kCompressionStrategy) != 0 ||
-        spng_set_ihdr(ctx, &ihdr) != 0 || !setTags(ctx, tags))
+        spng_set_ihdr(ctx, &ihdr) != 0 || !setTags(ctx, tags) ||
+        !setText(ctx, tags.text, encoder->text))
         return nullptr;
     // Rows are converted one at a time so a page never exists twice in memory.
     if (spng_encode_image(ctx, nullptr, 0, SPNG_FMT_PNG,
